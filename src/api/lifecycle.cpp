@@ -1,0 +1,172 @@
+#include "api/lifecycle.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "base/last_error.h"
+#include "config/config_loader.h"
+#include "core/normalize.h"
+#include "platform/process.h"
+
+namespace zvevent {
+
+namespace {
+
+constexpr std::uint32_t kStopTimeoutMs = 5000;
+constexpr const char* kNotInitialized = "zvEvent is not initialized";
+constexpr const char* kFlushFailed = "zvEvent core flush timed out";
+
+std::uint32_t Fail(std::uint32_t code, std::string_view text) {
+    SetLastErrorText(text);
+    return code;
+}
+
+std::uint32_t Succeed() {
+    ClearLastErrorText();
+    return ZVEVENT_OK;
+}
+
+// Loads a configuration that is shared and unchanged from then on.
+std::uint32_t Load(const char* path, std::string_view default_error, EventCore::Config& loaded) {
+    auto config = std::make_shared<zvEventConfig>();
+    std::string error;
+    const std::uint32_t result = zvEventLoadConfig(path, config.get(), &error);
+    if (result != ZVEVENT_OK) return Fail(result, error.empty() ? default_error : error);
+    loaded = std::move(config);
+    return ZVEVENT_OK;
+}
+
+}  // namespace
+
+Lifecycle& Lifecycle::Instance() {
+    alignas(Lifecycle) static unsigned char storage[sizeof(Lifecycle)];
+    static Lifecycle* const instance = new (storage) Lifecycle();
+    return *instance;
+}
+
+std::uint32_t Lifecycle::Initialize(const char* config_path) {
+    EventCore::Config config;
+    const std::uint32_t loaded = Load(config_path, "zvEvent config load failed", config);
+    if (loaded != ZVEVENT_OK) return loaded;
+    Transition transition(transition_mutex_, std::defer_lock);
+    if (!EventCore::OnWorkerThread()) {
+        transition.lock();
+    } else if (!transition.try_lock()) {
+        // A shutdown is waiting for this very thread.
+        return Fail(ZVEVENT_E_FAILURE,
+                    "zvEventInitialize was called from a callback while the "
+                    "library shuts down");
+    }
+    const std::scoped_lock lock(lifecycle_mutex_);
+    if (initialized_) {
+        return Fail(ZVEVENT_E_ALREADY_INITIALIZED, "zvEvent is already initialized");
+    }
+    return Start(std::move(config));
+}
+
+// Under both mutexes.
+std::uint32_t Lifecycle::Start(EventCore::Config config) {
+    std::uint32_t result = sinks_.Initialize(*config);
+    if (result != ZVEVENT_OK) {
+        return Fail(result, sinks_.ErrorText("zvEvent sink initialization failed"));
+    }
+    try {
+        result = core_.Start(config);
+    } catch (...) {
+        sinks_.ShutDown();
+        throw;
+    }
+    if (result != ZVEVENT_OK) {
+        sinks_.ShutDown();
+        return Fail(result, "zvEvent core start failed");
+    }
+    config_path_ = config->config_path;
+    DrainAtExit([] { Instance().DrainForExit(); });
+    PinModule();
+    initialized_ = true;
+    return Succeed();
+}
+
+std::uint32_t Lifecycle::Shutdown() {
+    if (EventCore::OnWorkerThread()) {
+        return Fail(ZVEVENT_E_FAILURE, "zvEventShutdown cannot be called from a callback");
+    }
+    if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+    const Transition transition(transition_mutex_);
+    {
+        const std::scoped_lock lock(lifecycle_mutex_);
+        if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+        initialized_ = false;
+        config_path_.clear();
+    }
+    const std::uint32_t result = Stop();
+    UnpinModule();
+    return result;
+}
+
+// Under transition_mutex_, no longer initialized.
+std::uint32_t Lifecycle::Stop() {
+    const std::uint32_t core_result = core_.Stop(kStopTimeoutMs);
+    const std::string core_error = sinks_.ErrorText("zvEvent core shutdown failed");
+    const std::uint32_t sinks_result = sinks_.ShutDown();
+    if (core_result != ZVEVENT_OK) return Fail(core_result, core_error);
+    if (sinks_result != ZVEVENT_OK) return Fail(sinks_result, "zvEvent sink shutdown failed");
+    return Succeed();
+}
+
+std::uint32_t Lifecycle::Reload(const char* config_path) {
+    std::string path;
+    if (config_path != nullptr && *config_path != '\0') {
+        path = config_path;
+    } else {
+        const std::scoped_lock lock(lifecycle_mutex_);
+        path = config_path_;
+    }
+    constexpr std::string_view kFailed = "zvEvent config reload failed";
+    EventCore::Config config;
+    const std::uint32_t loaded = Load(path.c_str(), kFailed, config);
+    if (loaded != ZVEVENT_OK) return loaded;
+    const std::scoped_lock lock(lifecycle_mutex_);
+    if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+    std::uint32_t result = sinks_.Reload(*config);
+    if (result != ZVEVENT_OK) return Fail(result, sinks_.ErrorText(kFailed));
+    result = core_.Reload(config);
+    if (result != ZVEVENT_OK) return Fail(result, "zvEvent core config reload failed");
+    config_path_ = config->config_path;
+    return Succeed();
+}
+
+std::uint32_t Lifecycle::Flush(std::uint32_t timeout_ms) {
+    if (EventCore::OnWorkerThread()) {
+        return Fail(ZVEVENT_E_FAILURE, "zvEventFlush cannot be called from a callback");
+    }
+    if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+    if (!core_.IsRunning()) return Fail(ZVEVENT_E_NOT_INITIALIZED, kFlushFailed);
+    std::uint32_t result = core_.WaitUntilDrained(timeout_ms);
+    if (result == ZVEVENT_OK) result = sinks_.Flush(timeout_ms);
+    if (result != ZVEVENT_OK) return Fail(result, kFlushFailed);
+    return Succeed();
+}
+
+std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {
+    EventView event;
+    const std::uint32_t checked = ResolveRecord(record, NextEventId(), &event);
+    if (checked != ZVEVENT_OK) return Fail(checked, "Invalid ZVEvent");
+    if (!initialized_.load(std::memory_order_relaxed)) {
+        return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+    }
+    const std::uint32_t result = core_.Enqueue(event);
+    if (result != ZVEVENT_OK) return Fail(result, "zvEvent core submit failed");
+    return Succeed();
+}
+
+// The process ends without a shutdown. No lock of the lifecycle: whoever holds it may be gone or
+// waiting.
+void Lifecycle::DrainForExit() {
+    if (EventCore::OnWorkerThread()) return;  // exit() inside a callback
+    initialized_ = false;
+    core_.StopAtExit(kStopTimeoutMs);
+}
+
+}  // namespace zvevent

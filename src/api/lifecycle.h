@@ -1,0 +1,54 @@
+// Whether the library is initialized, and the order in which configuration, outputs and core start,
+// reload and stop. Every step sets the calling thread's last error.
+//
+// Any thread. Locks: transition_mutex_ (held through a whole start or stop) before lifecycle_mutex_
+// before everything below. lifecycle_mutex_ is never held while the configuration is read, the
+// queue drains or an event is queued.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "core/event_core.h"
+#include "sinks/sink_set.h"
+
+namespace zvevent {
+
+class Lifecycle {
+public:
+    // The process's one instance. It is never destroyed: threads may call in, and the worker may
+    // run, until the very end of the process.
+    static Lifecycle& Instance();
+
+    std::uint32_t Initialize(const char* config_path);
+    std::uint32_t Shutdown();
+    std::uint32_t Reload(const char* config_path);
+    std::uint32_t Flush(std::uint32_t timeout_ms);
+    std::uint32_t Submit(const zvEventRecord* record);
+
+    zvEventCallbackSink& callbacks() { return sinks_.callbacks(); }
+    CoreStatistics Statistics() const { return core_.Statistics(); }
+
+private:
+    Lifecycle() = default;
+
+    using Transition = std::unique_lock<std::mutex>;
+
+    std::uint32_t Start(EventCore::Config config);
+    std::uint32_t Stop();
+    void DrainForExit();
+
+    std::mutex transition_mutex_;
+    std::mutex lifecycle_mutex_;
+    // Written under lifecycle_mutex_; read without it where a call that came a moment earlier or
+    // later could have seen the same.
+    std::atomic<bool> initialized_{false};
+    std::string config_path_;  // under lifecycle_mutex_: the configuration in force
+
+    SinkSet sinks_;
+    EventCore core_{sinks_};
+};
+
+}  // namespace zvevent

@@ -1,0 +1,119 @@
+// Everything the library is configured with: plain values, filled by the loader, read by the core
+// and the sinks. A configuration in force is shared and never changed. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "zvEvent/zvEvent.h"
+
+// What a full queue drops.
+enum class zvEventDropPolicy : std::uint32_t {
+    drop_newest = 0,
+    drop_debug_info_first = 1,
+};
+
+// The numbering is fixed.
+enum class zvEventSinkKind : std::uint32_t {
+    csv = 0,
+    syslog_udp = 1,
+    native = 2,
+    cloudevents_http = 3,
+    snmp_trap = 4,
+    webhook_http = 5,
+    alertmanager = 6,
+};
+
+// One configured output. It carries a group of settings for every kind; a sink reads the group of
+// its own kind. The defaults here are those of a fresh record; what a configuration file that lacks
+// a setting gets stands in the loader's tables.
+struct zvEventSinkConfig {
+    zvEventSinkKind kind = zvEventSinkKind::native;
+    std::string name;
+    bool enabled = false;
+    std::uint32_t minimum_severity = zvEventSeverityInfo;
+
+    struct Csv {
+        std::string path;
+        bool flush_each_event = false;
+    } csv;
+
+    struct SyslogUdp {
+        std::string host;
+        std::uint32_t port = 5140;
+        std::string facility;
+        std::string app_name;
+    } syslog_udp;
+
+    struct Native {
+        std::string source_name;
+        std::string facility = "local4";
+        std::string subsystem = "com.zavorin.zvEvent";
+        std::string category = "events";
+    } native;
+
+    struct CloudeventsHttp {
+        std::string endpoint_url;
+        std::string source = "/zvEvent";
+        std::string subject_prefix;
+        std::string auth_header;
+        std::uint32_t timeout_ms = 5000;
+    } cloudevents_http;
+
+    struct WebhookHttp {
+        std::string endpoint_url;
+        std::string payload_mode = "native_json";
+        std::string headers;
+        std::string bearer_token;
+        std::string basic_username;
+        std::string basic_password;
+        std::uint32_t connect_timeout_ms = 2000;
+        std::uint32_t request_timeout_ms = 5000;
+        bool tls_verify = true;
+        std::uint32_t retry_count = 0;
+        std::uint32_t backoff_ms = 250;
+        std::string cloudevents_source = "/zvEvent";
+        std::string cloudevents_subject_prefix;
+    } webhook_http;
+
+    struct SnmpTrap {
+        std::string host = "127.0.0.1";
+        std::uint32_t port = 162;
+        std::string community = "vamble";
+        std::string version = "2c";
+        std::string enterprise_oid = "1.3.6.1.4.1.32473.1.1";
+        std::string trap_oid = "1.3.6.1.4.1.32473.1.1.0.1";
+    } snmp_trap;
+
+    struct Alertmanager {
+        std::string url = "http://127.0.0.1:9093/api/v2/alerts";
+        bool send_resolved = true;
+        bool allow_source_label = false;
+        std::string alertname_prefix = "ZvEvent";
+        std::string authorization_type = "none";
+        std::string authorization_token;
+        std::uint32_t connect_timeout_ms = 3000;
+        std::uint32_t request_timeout_ms = 5000;
+        bool verify_tls = true;
+        std::uint32_t retry_count = 3;
+        std::uint32_t retry_backoff_ms = 500;
+    } alertmanager;
+};
+
+struct zvEventConfig {
+    std::string config_path;  // as given to the loader
+
+    bool enabled = true;  // master switch: false filters every event
+    std::uint32_t minimum_severity = zvEventSeverityInfo;
+    std::uint32_t queue_size = 1024;  // events; never 0 in a configuration that was loaded
+    zvEventDropPolicy drop_policy = zvEventDropPolicy::drop_newest;
+
+    bool state_enabled = true;
+    bool dedupe_enabled = true;
+    std::uint32_t default_repeat_interval_sec = 1800;  // 0: nothing is suppressed by time
+    bool send_clear = true;
+    bool route_orphan_clear = false;
+
+    std::vector<zvEventSinkConfig> sinks;  // in load order, disabled ones included
+};

@@ -1,0 +1,36 @@
+#include "config/config_keys.h"
+
+#include <array>
+
+namespace zvevent {
+
+void EnsureKey(zvCFGHandle tree, std::string_view path) {
+    if (path.empty() || zvCFGKeyExists(tree, std::string(path).c_str()) != 0) return;
+    std::string parent;
+    while (!path.empty()) {
+        const std::size_t separator = std::min(path.find('\\'), path.size());
+        const std::string part(path.substr(0, separator));
+        path.remove_prefix(std::min(separator + 1, path.size()));
+        const std::string prefix = parent.empty() ? part : parent + '\\' + part;
+        if (zvCFGKeyExists(tree, prefix.c_str()) == 0) {
+            const bool top = parent.empty();
+            zvCFGAddKeyString(tree, (top ? part : parent).c_str(), top ? "" : part.c_str(), "", 0,
+                              0);
+        }
+        parent = prefix;
+    }
+}
+
+std::vector<std::string> ChildKeys(zvCFGHandle tree, const std::string& path) {
+    std::vector<std::string> names;
+    std::array<char, kZvCfgNameSize> previous{};
+    std::array<char, kZvCfgNameSize> name{};
+    std::uint32_t flag = 0;
+    while (zvCFGGetNext(tree, path.c_str(), name.data(), previous.data(), &flag) != kZvCfgNoMore) {
+        if (name[0] != '\0' && flag == 0) names.emplace_back(name.data());
+        previous = name;
+    }
+    return names;
+}
+
+}  // namespace zvevent

@@ -1,0 +1,16 @@
+// Loads the configuration file: reads every setting below the key "QRV\Events", completes the file
+// with the defaults of what is missing, and saves it. One thread a call; keeps no state.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "config/config.h"
+
+// Fills `output` from the file at `config_path` (UTF-8). Returns ZVEVENT_OK, or
+// ZVEVENT_E_INVALID_ARGUMENT with the reason in `error`, and then does not save the file. A file
+// that cannot be saved is no failure.
+//
+// `error` may be null: bad words (booleans, severities, drop policies) then go unnoticed, keep
+// their defaults, and the file is saved.
+std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output, std::string* error);

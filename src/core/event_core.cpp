@@ -1,0 +1,193 @@
+#include "core/event_core.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "platform/contain.h"
+#include "platform/worker_thread.h"
+
+namespace zvevent {
+
+namespace {
+
+thread_local bool on_worker_thread = false;
+
+// The worker's event keeps its texts' memory for the next one, up to this.
+constexpr std::size_t kKeptTextBytes = 64 * 1024;
+
+void ReleaseLargeTexts(zvEventNormalizedEvent& event) {
+    for (const auto member : kEventTexts) {
+        std::string& text = event.*member;
+        if (text.capacity() > kKeptTextBytes) text = std::string();
+    }
+}
+
+void Count(std::atomic<std::uint64_t>& counter, std::uint64_t by = 1) {
+    counter.fetch_add(by, std::memory_order_relaxed);
+}
+
+}  // namespace
+
+std::uint32_t EventCore::GateOf(const zvEventConfig& config) {
+    return config.enabled ? config.minimum_severity : kAdmitNone;
+}
+
+std::uint32_t EventCore::Start(Config config) {
+    if (config == nullptr || config->queue_size == 0) return ZVEVENT_E_INVALID_ARGUMENT;
+    const std::scoped_lock lock(core_mutex_);
+    if (gate_.load() != kNotRunning) return ZVEVENT_E_ALREADY_INITIALIZED;
+    ResetStatistics();
+    alert_state_.Clear();
+    alert_state_.Configure(*config);
+    queue_.Open(config->queue_size, config->drop_policy);
+    try {
+        worker_ = StartWorkerThread([](void* core) { static_cast<EventCore*>(core)->Run(); }, this);
+    } catch (...) {
+        queue_.Close();
+        throw;
+    }
+    gate_.store(GateOf(*config));
+    config_ = std::move(config);
+    return ZVEVENT_OK;
+}
+
+std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
+    std::thread worker;
+    {
+        const std::scoped_lock lock(core_mutex_);
+        if (gate_.load() == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
+        gate_.store(kNotRunning);
+        worker = std::move(worker_);
+    }
+    queue_.StopAccepting();
+    std::uint32_t result = WaitUntilDrained(timeout_ms);
+    if (result == ZVEVENT_OK) {
+        result = dispatcher_.Flush(timeout_ms);
+    } else {
+        Count(dropped_later_, queue_.Purge());
+    }
+    queue_.RequestStop();
+    worker.join();
+    {
+        const std::scoped_lock lock(core_mutex_);
+        config_.reset();
+    }
+    queue_.Close();
+    alert_state_.Clear();
+    return result;
+}
+
+void EventCore::StopAtExit(std::uint32_t timeout_ms) {
+    {
+        const std::scoped_lock lock(core_mutex_);
+        if (gate_.load() == kNotRunning) return;
+        gate_.store(kNotRunning);
+        // The thread may be inside an output that never returns; nobody waits for it any more.
+        worker_.detach();
+    }
+    queue_.StopAccepting();
+    if (WaitUntilDrained(timeout_ms) == ZVEVENT_OK) {
+        dispatcher_.Flush(timeout_ms);
+    } else {
+        queue_.Purge();
+    }
+    queue_.RequestStop();
+}
+
+std::uint32_t EventCore::Reload(Config config) {
+    if (config == nullptr || config->queue_size == 0) return ZVEVENT_E_INVALID_ARGUMENT;
+    const std::scoped_lock lock(core_mutex_);
+    if (gate_.load() == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
+    gate_.store(GateOf(*config));
+    alert_state_.Configure(*config);
+    Count(dropped_later_, queue_.Reconfigure(config->queue_size, config->drop_policy));
+    config_ = std::move(config);
+    return ZVEVENT_OK;
+}
+
+std::uint32_t EventCore::WaitUntilDrained(std::uint32_t timeout_ms) {
+    return queue_.WaitUntilDrained(timeout_ms) ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
+}
+
+std::uint32_t EventCore::Enqueue(const EventView& event) {
+    const std::uint32_t gate = gate_.load(std::memory_order_relaxed);
+    if (gate == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
+    Count(received_);
+    if (event.severity < gate) {
+        Count(dropped_on_submit_);
+        return ZVEVENT_OK;
+    }
+    switch (queue_.Push(event)) {
+        case EventQueue::Pushed::kQueued:
+            break;
+        case EventQueue::Pushed::kQueuedByEviction:
+        case EventQueue::Pushed::kDropped:
+            Count(dropped_on_submit_);
+            break;
+        case EventQueue::Pushed::kRefused:
+            return ZVEVENT_E_NOT_INITIALIZED;
+    }
+    return ZVEVENT_OK;
+}
+
+bool EventCore::IsRunning() const {
+    return gate_.load() != kNotRunning;
+}
+
+CoreStatistics EventCore::Statistics() const {
+    return {received_.load(), processed_.load(), dropped_on_submit_.load() + dropped_later_.load(),
+            delivery_failures_.load(), fallback_deliveries_.load()};
+}
+
+bool EventCore::OnWorkerThread() {
+    return on_worker_thread;
+}
+
+void EventCore::Run() {
+    // Also when a callback ends the thread by force.
+    struct Ending {
+        EventQueue& queue;
+        ~Ending() { queue.WorkerEnded(); }
+    } const ending{queue_};
+    on_worker_thread = true;
+    zvEventNormalizedEvent event;
+    for (;;) {
+        switch (queue_.Take(event)) {
+            case EventQueue::Taken::kEvent:
+                Process(event);
+                ReleaseLargeTexts(event);
+                break;
+            case EventQueue::Taken::kLost:
+                Count(delivery_failures_);
+                break;
+            case EventQueue::Taken::kStopped:
+                return;
+        }
+    }
+}
+
+void EventCore::Process(zvEventNormalizedEvent& event) {
+    std::uint64_t failures = 0;
+    std::uint64_t fallbacks = 0;
+    bool forward = true;
+    bool dispatched = false;
+    const bool contained = Contain([&] {
+        dispatched = alert_state_.Process(&event, &forward) == ZVEVENT_OK && forward;
+        if (dispatched) dispatcher_.Dispatch(event, &failures, &fallbacks);
+    });
+    if (!contained) failures = 1;
+    if (failures != 0) Count(delivery_failures_, failures);
+    if (fallbacks != 0) Count(fallback_deliveries_, fallbacks);
+    if (dispatched) Count(processed_);
+    if (!forward) Count(dropped_later_);
+}
+
+void EventCore::ResetStatistics() {
+    for (auto* counter : {&received_, &dropped_on_submit_, &processed_, &dropped_later_,
+                          &delivery_failures_, &fallback_deliveries_}) {
+        counter->store(0);
+    }
+}
+
+}  // namespace zvevent

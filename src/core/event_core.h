@@ -1,0 +1,100 @@
+// The core: takes events from the submitting threads, and has one worker thread pass them through
+// the alert state to the dispatcher. Started, reloaded and stopped by the lifecycle, which never
+// does two of these at once; everything else may be called from any thread at any time.
+//
+// Locks: core_mutex_ before the queue's and the alert state's.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "config/config.h"
+#include "core/alert_state.h"
+#include "core/dispatcher.h"
+#include "core/event_queue.h"
+
+namespace zvevent {
+
+// Counted since the last start. A snapshot: the numbers move while they are read.
+struct CoreStatistics {
+    std::uint64_t received = 0;   // submitted while the core was running
+    std::uint64_t processed = 0;  // handed to the outputs
+    std::uint64_t dropped = 0;    // filtered, no room, evicted, purged, or held back as a repeat
+    std::uint64_t delivery_failures = 0;
+    std::uint64_t fallback_deliveries = 0;
+};
+
+class EventCore {
+public:
+    using Config = std::shared_ptr<const zvEventConfig>;
+
+    explicit EventCore(Dispatcher& dispatcher) : dispatcher_(dispatcher) {}
+
+    // ZVEVENT_E_INVALID_ARGUMENT without a configuration or with a queue_size of 0;
+    // ZVEVENT_E_ALREADY_INITIALIZED when running. Throws std::system_error when the system gives
+    // no thread, and then is not running.
+    std::uint32_t Start(Config config);
+
+    // Refuses events from now on, waits for the queue to drain (timeout_ms as in WaitUntilDrained),
+    // flushes the outputs and joins the worker, which finishes the event in hand however long that
+    // takes. ZVEVENT_E_FAILURE when events had to be discarded or an output could not be flushed.
+    std::uint32_t Stop(std::uint32_t timeout_ms);
+
+    // Stop for a process that ends: does not join, so that it takes no longer than about
+    // timeout_ms whatever an output or a callback does.
+    void StopAtExit(std::uint32_t timeout_ms);
+
+    // Puts new settings into force; active alerts and what still fits the queue stay.
+    std::uint32_t Reload(Config config);
+
+    // ZVEVENT_OK once nothing is queued or in hand; ZVEVENT_E_FAILURE after timeout_ms (0: no
+    // limit).
+    std::uint32_t WaitUntilDrained(std::uint32_t timeout_ms);
+
+    // Queues an event, or counts it as filtered or dropped: both are ZVEVENT_OK.
+    // ZVEVENT_E_NOT_INITIALIZED when not running or stopping.
+    std::uint32_t Enqueue(const EventView& event);
+
+    bool IsRunning() const;
+
+    CoreStatistics Statistics() const;
+
+    // Whether the calling thread is a worker of the library.
+    static bool OnWorkerThread();
+
+private:
+    void Run();
+    void Process(zvEventNormalizedEvent& event);
+    void ResetStatistics();
+
+    Dispatcher& dispatcher_;
+
+    // What Enqueue must know before it takes a lock, in one word so that it is one consistent
+    // answer: kNotRunning, or the lowest severity that is admitted (kAdmitNone: none is).
+    static constexpr std::uint32_t kNotRunning = 0xFFFFFFFF;
+    static constexpr std::uint32_t kAdmitNone = 0x100;
+    static std::uint32_t GateOf(const zvEventConfig& config);
+    std::atomic<std::uint32_t> gate_{kNotRunning};
+
+    std::mutex core_mutex_;
+    // Guarded by core_mutex_ (gate_ is written under it too):
+    Config config_;
+    std::thread worker_;
+
+    EventQueue queue_;
+    AlertState alert_state_;
+
+    // Filtered events are counted by every submitting thread without a lock, the others by the
+    // submitting threads as well but behind the queue's lock; each on a cache line of its own.
+    alignas(64) std::atomic<std::uint64_t> received_{0};
+    std::atomic<std::uint64_t> dropped_on_submit_{0};
+    alignas(64) std::atomic<std::uint64_t> processed_{0};
+    std::atomic<std::uint64_t> dropped_later_{0};
+    std::atomic<std::uint64_t> delivery_failures_{0};
+    std::atomic<std::uint64_t> fallback_deliveries_{0};
+};
+
+}  // namespace zvevent

@@ -1,0 +1,126 @@
+// The bounded queue between the submitting threads and the one worker, in arrival order.
+//
+// A ring of slots, each holding one packed event. Producers fill the slot at the tail in place,
+// under a lock of their own; the worker takes from the head under another one, so that the two
+// meet only where the queue runs full, is trimmed, or the worker falls asleep. What costs in such
+// a hand-over is not the copy but what both sides touch for every event: hence the separate locks,
+// head and tail on cache lines of their own, a remembered head, and no wake-up call while the
+// worker is awake. The ring starts small and doubles with the depth that is really reached.
+//
+// Locks: producers_mutex_ before take_mutex_; the bell's own lock last.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "config/config.h"
+#include "core/packed_event.h"
+#include "platform/wake_event.h"
+
+namespace zvevent {
+
+class EventQueue {
+public:
+    enum class Pushed {
+        kQueued,
+        kQueuedByEviction,  // an older debug or info event was dropped for it
+        kDropped,           // full, the event is lost
+        kRefused,           // not accepting
+    };
+    enum class Taken { kEvent, kLost, kStopped };
+
+    EventQueue() = default;
+    EventQueue(const EventQueue&) = delete;
+    EventQueue& operator=(const EventQueue&) = delete;
+
+    // --- Controlling thread ---
+
+    // Empties the queue and accepts events from now on. `capacity` is at least 1.
+    void Open(std::uint32_t capacity, zvEventDropPolicy policy);
+
+    // Changes capacity and policy; returns how many queued events no longer fit and were dropped.
+    std::uint64_t Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy);
+
+    // From now on Push refuses.
+    void StopAccepting();
+
+    // Discards what is queued and returns how many events that were.
+    std::uint64_t Purge();
+
+    // Lets the worker end once nothing is queued.
+    void RequestStop();
+
+    // After the worker has ended: back to empty and not accepting, memory given back.
+    void Close();
+
+    // --- Any thread ---
+
+    // Copies the event into the queue. One short lock; allocates only when the queue is deeper
+    // than it ever was, or the event larger than its slot has seen. May throw std::bad_alloc.
+    Pushed Push(const EventView& event);
+
+    // Waits until nothing is queued and nothing is in the worker's hand. timeout_ms 0 waits
+    // without limit. Returns whether that was reached; it is not when the worker is gone.
+    bool WaitUntilDrained(std::uint32_t timeout_ms);
+
+    // --- Worker only ---
+
+    // Counts the event taken before as finished and takes the next one, sleeping until there is
+    // one. kLost: there was no memory to unpack an event, which is gone. kStopped: a stop was
+    // requested and nothing is queued.
+    Taken Take(zvEventNormalizedEvent& event);
+
+    // The worker ends, whatever the reason: nothing is in its hand any longer, and who waits for
+    // the queue to drain must not wait for it.
+    void WorkerEnded() noexcept;
+
+private:
+    std::size_t Depth() const;  // under either mutex
+    bool IsDrained() const;     // under take_mutex_
+    void RingLingering();
+    PackedEvent& SlotAt(std::uint64_t position) { return *ring_[position & (ring_.size() - 1)]; }
+
+    bool IsFull();                   // under producers_mutex_, like the next four
+    bool EvictOldestDebugOrInfo();   // takes take_mutex_
+    bool RemoveOldestDebugOrInfo();  // under both
+    void Grow();                     // takes take_mutex_
+    bool MustRing(std::uint64_t tail);
+
+    bool TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed);  // under take_mutex_
+    bool Rest();
+
+    // Producers' side. The members are written under producers_mutex_ (the ring under both), tail_
+    // is read by the worker too.
+    alignas(64) std::mutex producers_mutex_;
+    std::atomic<std::uint64_t> tail_{0};  // position of the next event to be queued
+    std::uint64_t known_head_ = 0;        // the head when it was last looked at
+    std::uint64_t searched_to_ = 0;       // no debug or info event is queued before this position
+    std::uint32_t capacity_ = 1;
+    zvEventDropPolicy policy_ = zvEventDropPolicy::drop_newest;
+    bool accepting_ = false;
+    bool stop_requested_ = false;
+    bool asleep_ = false;  // the worker sleeps, or is about to, until the bell rings
+
+    std::vector<PackedEvent*> ring_;  // a power of two of slots
+    std::vector<std::unique_ptr<PackedEvent[]>> slots_;
+
+    // Worker's side, written under take_mutex_.
+    alignas(64) std::mutex take_mutex_;
+    std::atomic<std::uint64_t> head_{0};  // position of the next event to be taken
+    bool in_flight_ = false;
+    bool worker_ended_ = false;
+    std::uint32_t drain_waiters_ = 0;
+    std::condition_variable drained_;
+
+    alignas(64) std::atomic<bool> lingering_{false};
+    std::atomic<std::size_t> own_block_bytes_{0};  // held by all slots for large events
+    std::uint32_t taken_since_rest_ = 0;           // worker only
+    WakeEvent bell_;
+};
+
+}  // namespace zvevent

@@ -1,0 +1,29 @@
+// From an application's record to an event: checks, defaults, time stamps and the event number.
+// Any thread, no lock; the event counter is the only shared state.
+#pragma once
+
+#include <cstdint>
+
+#include "core/event_view.h"
+#include "zvEvent/zvEventAlertmanager.h"
+
+namespace zvevent {
+
+// The next number of the process-wide counter: 1, 2, 3, ..., never 0.
+std::uint64_t NextEventId() noexcept;
+
+// Checks `record` and fills `view` with every absent field replaced by its default; the view's
+// texts are the record's own. `generated_id` numbers an event that brings no number. Both absent
+// times become one reading of the clock. Returns ZVEVENT_OK or ZVEVENT_E_INVALID_ARGUMENT, and then
+// leaves `view` alone.
+std::uint32_t ResolveRecord(const zvEventRecord* record, std::uint64_t generated_id,
+                            EventView* view) noexcept;
+
+// ResolveRecord into an event that owns its texts.
+std::uint32_t NormalizeRecord(const zvEventRecord* record, std::uint64_t generated_id,
+                              zvEventNormalizedEvent* event);
+
+// Copies a view's numbers and texts into `event`, whose texts keep their capacity.
+void AssignEvent(const EventView& view, zvEventNormalizedEvent& event);
+
+}  // namespace zvevent

@@ -1,0 +1,72 @@
+#include "core/packed_event.h"
+
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+namespace zvevent {
+
+std::size_t PackedEvent::TextBytes(const EventView& event) {
+    std::size_t bytes = 0;
+    for (const auto text : kViewTexts)
+        bytes += (event.*text).size();
+    if (bytes > std::numeric_limits<std::uint32_t>::max()) {
+        throw std::length_error("event texts exceed 4 GiB");
+    }
+    return bytes;
+}
+
+PackedEvent::Block PackedEvent::Adopt(Block block, std::size_t bytes) {
+    own_bytes_ = static_cast<std::uint32_t>(bytes);
+    return std::exchange(own_, std::move(block));
+}
+
+void PackedEvent::Pack(const EventView& event) noexcept {
+    numbers_.event_id = event.event_id;
+    numbers_.utc_ns = event.utc_ns;
+    numbers_.ptp_ns = event.ptp_ns;
+    numbers_.pts = event.pts;
+    numbers_.value = event.value;
+    numbers_.threshold = event.threshold;
+    numbers_.duration_ms = event.duration_ms;
+    numbers_.severity = event.severity;
+    std::uint32_t end = 0;
+    for (std::size_t i = 0; i < kEventTextCount; ++i) {
+        end += static_cast<std::uint32_t>((event.*kViewTexts[i]).size());
+        numbers_.ends[i] = end;
+    }
+    char* to = end <= kInlineBytes ? inline_ : own_.get();
+    for (const auto member : kViewTexts) {
+        const std::string_view text = event.*member;
+        if (text.empty()) continue;  // an empty view may point nowhere
+        std::memcpy(to, text.data(), text.size());
+        to += text.size();
+    }
+}
+
+EventView PackedEvent::View() const noexcept {
+    EventView event;
+    event.event_id = numbers_.event_id;
+    event.utc_ns = numbers_.utc_ns;
+    event.ptp_ns = numbers_.ptp_ns;
+    event.pts = numbers_.pts;
+    event.value = numbers_.value;
+    event.threshold = numbers_.threshold;
+    event.duration_ms = numbers_.duration_ms;
+    event.severity = numbers_.severity;
+    const char* texts = numbers_.ends.back() <= kInlineBytes ? inline_ : own_.get();
+    std::uint32_t begin = 0;
+    for (std::size_t i = 0; i < kEventTextCount; ++i) {
+        event.*kViewTexts[i] = std::string_view(texts + begin, numbers_.ends[i] - begin);
+        begin = numbers_.ends[i];
+    }
+    return event;
+}
+
+PackedEvent::Block PackedEvent::Release() {
+    own_bytes_ = 0;
+    return std::move(own_);
+}
+
+}  // namespace zvevent

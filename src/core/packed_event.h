@@ -1,0 +1,72 @@
+// One queued event in one block of memory: the numbers, where each text ends, and the texts one
+// after the other. A queue slot holds one and is filled in place, so that queueing an event
+// allocates nothing.
+//
+// No lock of its own: whoever owns the slot at the moment fills or reads it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "core/event_view.h"
+
+namespace zvevent {
+
+class alignas(64) PackedEvent {
+public:
+    // Bytes of text that fit without a block of their own: with the numbers before them they make
+    // eight cache lines, and the usual event (some 260 bytes of text) fits well.
+    static constexpr std::size_t kInlineBytes = 392;
+
+    using Block = std::unique_ptr<char[]>;
+
+    // Bytes of all texts of an event; throws std::length_error beyond 4 GiB, which the text ends
+    // could not count.
+    static std::size_t TextBytes(const EventView& event);
+
+    // Whether Pack can take that many bytes of text without being given a block.
+    bool HasRoom(std::size_t text_bytes) const {
+        return text_bytes <= kInlineBytes || text_bytes <= own_bytes_;
+    }
+
+    // Gives the slot a block of its own of `bytes` bytes; the former one is returned so that the
+    // caller can free it outside its lock.
+    Block Adopt(Block block, std::size_t bytes);
+
+    // Copies the event in. HasRoom must hold for its texts.
+    void Pack(const EventView& event) noexcept;
+
+    // The packed event; the texts are valid until the next Pack or Release.
+    EventView View() const noexcept;
+
+    std::uint32_t severity() const { return numbers_.severity; }
+
+    // Bytes of the block of its own, 0 without one.
+    std::size_t own_bytes() const { return own_bytes_; }
+
+    // Gives up the block of its own.
+    Block Release();
+
+private:
+    struct Numbers {
+        std::uint64_t event_id;
+        std::uint64_t utc_ns;
+        std::uint64_t ptp_ns;
+        std::int64_t pts;
+        double value;
+        double threshold;
+        std::uint64_t duration_ms;
+        std::uint32_t severity;
+        std::array<std::uint32_t, kEventTextCount> ends;  // of each text, from the first's start
+    };
+
+    Numbers numbers_;
+    std::uint32_t own_bytes_ = 0;
+    Block own_;
+    char inline_[kInlineBytes];
+};
+static_assert(sizeof(PackedEvent) == 512);
+
+}  // namespace zvevent

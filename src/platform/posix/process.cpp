@@ -1,0 +1,31 @@
+#include "platform/process.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace zvevent {
+
+namespace {
+
+void (*registered_drain)() = nullptr;
+pid_t registered_pid = 0;
+
+void RunDrain() {
+    if (getpid() == registered_pid) registered_drain();
+}
+
+}  // namespace
+
+void DrainAtExit(void (*drain)()) {
+    registered_pid = getpid();
+    if (registered_drain != nullptr) return;
+    registered_drain = drain;
+    std::atexit(RunDrain);
+}
+
+void PinModule() {}
+
+void UnpinModule() {}
+
+}  // namespace zvevent

@@ -1,0 +1,96 @@
+// The product family's utility library as this library uses it: clock, directories and the XML
+// configuration tree. This header is the only way in, so that a product build can link the
+// family's own library in place of the implementation beside it.
+//
+// Functions return 0 for success and non-zero for failure unless said otherwise. No exception
+// leaves them. Paths are UTF-8. A configuration handle belongs to one thread at a time.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// --- Clock ---------------------------------------------------------------------------------------
+
+// Nanoseconds since 1970-01-01 UTC, the best clock the platform has.
+std::uint64_t zvOSGetTimePTPNano() noexcept;
+
+// Milliseconds since some fixed moment, wrapping at 2^32.
+std::uint32_t zvOSGetMs() noexcept;
+
+// --- Directories ---------------------------------------------------------------------------------
+
+// Non-zero when `path` names an existing directory.
+std::uint32_t zvOSFileIsDir(const char* path) noexcept;
+
+// Creates one directory (the parent must exist). `mode` are POSIX permission bits, subject to the
+// process's umask, and have no effect on Windows.
+std::uint32_t zvOSMakeDir(const char* path, std::uint32_t mode) noexcept;
+
+// --- Configuration tree --------------------------------------------------------------------------
+//
+// A tree of keys, each holding values, kept in an XML file:
+//
+//     <zvCFG>
+//       <key name="core">
+//         <value name="enabled">1</value>
+//       </key>
+//     </zvCFG>
+//
+// The root element may have any name. Key paths have their parts separated by a backslash, and the
+// empty path is the root; names match exactly. Of two children of one kind with the same name the
+// first holds. A child whose name is empty, has a backslash in it or is longer than 511 bytes
+// cannot be addressed and is passed over.
+
+struct zvCFGTree;
+using zvCFGHandle = zvCFGTree*;
+
+// Bytes in a name buffer of zvCFGGetNext, terminator included.
+inline constexpr std::uint32_t kZvCfgNameSize = 512;
+// Result of zvCFGGetNext when there is no further child.
+inline constexpr std::uint32_t kZvCfgNoMore = 0xFFFFFFFF;
+
+// Opens the tree of a file. Null when the file is missing, unreadable or not well-formed, and when
+// elements nest deeper than 256. A file that is empty or white space only is an empty tree.
+// `flags` must be 0.
+zvCFGHandle zvCFGOpen(const char* path, std::uint32_t flags) noexcept;
+
+// Releases the handle; what was not saved is gone. `flags` must be 1.
+std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
+
+// Writes the tree back to its file: a temporary file beside it, synced and renamed over it, so that
+// a crash leaves the old file or the new one. All that was not written through the handle stays
+// byte for byte, and with it the file's permissions and the target of a symbolic link. Writes
+// nothing when nothing changed. The last two arguments must be 0 and 1.
+std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t reserved, std::uint32_t flags) noexcept;
+
+// Non-zero when the key exists.
+std::uint32_t zvCFGKeyExists(zvCFGHandle handle, const char* key) noexcept;
+
+// Creates the key `name` below the key `parent`; with an empty `name` the top-level key `parent`.
+// Succeeds when it is there already. The last three arguments must be "", 0 and 0.
+std::uint32_t zvCFGAddKeyString(zvCFGHandle handle, const char* parent, const char* name,
+                                const char* value, std::uint32_t type,
+                                std::uint32_t flags) noexcept;
+
+// write 0: copies the text of a value into `buffer`, cut to *length - 1 bytes and terminated, and
+// sets *length to the bytes copied (without the terminator). write 1: sets the value to the text
+// in `buffer`, creating it; *length is ignored. Fails when the key, or on reading the value, is
+// missing.
+std::uint32_t zvCFGValueString(zvCFGHandle handle, const char* key, const char* name, char* buffer,
+                               std::uint32_t* length, std::uint32_t write) noexcept;
+
+// write 0: reads a value as a number: decimal digits and nothing else, at most 4294967295; fails
+// for anything else and then leaves *number alone. write 1: writes *number.
+std::uint32_t zvCFGValueDword(zvCFGHandle handle, const char* key, const char* name,
+                              std::uint32_t* number, std::uint32_t write) noexcept;
+
+// Enumerates the children of a key in document order: copies the name of the child after
+// `previous` (empty to start; both buffers of kZvCfgNameSize bytes, and they may be the same one)
+// into `name` and sets *flag to 0 for a key, 1 for a value. Where a key and a value share a name
+// it is given once, as a key. Returns 0, or kZvCfgNoMore at the end, for an unknown `previous` and
+// for a missing key.
+std::uint32_t zvCFGGetNext(zvCFGHandle handle, const char* key, char* name, const char* previous,
+                           std::uint32_t* flag) noexcept;
+
+}  // extern "C"

@@ -1,0 +1,20 @@
+// A sink that takes every event and does nothing: stands for an enabled section whose kind has no
+// output of its own, so that the section is accepted and counted.
+#pragma once
+
+#include <utility>
+
+#include "config/config.h"
+#include "sinks/sink.h"
+
+class zvEventConfiguredSink final : public zvEventSink {
+public:
+    explicit zvEventConfiguredSink(zvEventSinkConfig config) : config_(std::move(config)) {}
+
+    std::uint32_t write(const zvEventNormalizedEvent&, std::uint64_t*) override {
+        return ZVEVENT_OK;
+    }
+
+private:
+    zvEventSinkConfig config_;
+};
