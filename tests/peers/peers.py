@@ -1,0 +1,97 @@
+"""What the tests with real receivers share: free ports, servers that are always stopped by their own
+pid, waiting for a condition, and the program that submits events to the library.
+
+Environment, set by CTest: ZVEVENT_EMIT is the command of the emitting program (under Wine several
+words), ZVEVENT_PATH_PREFIX what the emitting side puts before absolute paths ("Z:" under Wine).
+"""
+import contextlib
+import os
+import shlex
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import xml.sax.saxutils
+
+DEADLINE_S = 30
+
+
+def free_port(kind=socket.SOCK_DGRAM, host="127.0.0.1"):
+    family = socket.AF_INET6 if ":" in host else socket.AF_INET
+    with socket.socket(family, kind) as probe:
+        probe.bind((host, 0))
+        return probe.getsockname()[1]
+
+
+def wait_for(condition, what, seconds=DEADLINE_S):
+    """Returns condition()'s first true value; fails after `seconds`."""
+    end = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError(f"timed out waiting for {what}")
+        time.sleep(0.05)
+
+
+@contextlib.contextmanager
+def running(command, **options):
+    """A server, ended by its own pid whatever happens."""
+    log = tempfile.TemporaryFile()
+    server = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, **options)
+    try:
+        yield server
+    except BaseException:
+        log.seek(0)
+        print(f"--- {command[0]} said:\n{log.read().decode(errors='replace')}")
+        raise
+    finally:
+        server.send_signal(signal.SIGTERM)
+        try:
+            server.wait(10)
+        except subprocess.TimeoutExpired:
+            server.kill()
+            server.wait()
+
+
+def config(**sinks):
+    """A configuration text; keys are sink paths with "__" for the backslash, such as
+    syslog__udp={"host": ...}. The sinks given are enabled, the native one is not unless given."""
+    sinks.setdefault("native", {"enabled": "0"})
+
+    def key(name, body):
+        return f'<key name="{name}">{body}</key>'
+
+    text = ""
+    for path, values in sinks.items():
+        values = {"enabled": "1", "minimum_severity": "0", **values}
+        body = key("main", "".join(
+            f'<value name="{name}">{xml.sax.saxutils.escape(str(value))}</value>'
+            for name, value in values.items()))
+        for part in reversed(path.split("__")):
+            body = key(part, body)
+        text += body
+    core = key("core", '<value name="minimum_severity">0</value>')
+    state = key("state", '<value name="enabled">0</value>')
+    return f'<zvCFG>{key("QRV", key("Events", core + state + key("sink", text)))}</zvCFG>'
+
+
+def emit(directory, config_text, events):
+    """Submits `events` (dicts of record fields; str, bytes or numbers) and waits for the end."""
+    path = os.path.join(directory, "events.xml")
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(config_text)
+
+    def encoded(value):
+        raw = value if isinstance(value, bytes) else str(value).encode()
+        return "".join(chr(b) if 32 <= b < 127 and b != 37 else f"%{b:02X}" for b in raw)
+
+    lines = ""
+    for event in events:
+        lines += "".join(f"{name}={encoded(value)}\n" for name, value in event.items()) + ".\n"
+    command = shlex.split(os.environ["ZVEVENT_EMIT"])
+    path = os.environ.get("ZVEVENT_PATH_PREFIX", "") + path
+    done = subprocess.run(command + [path], input=lines.encode(), capture_output=True, timeout=120)
+    assert done.returncode == 0, done.stderr.decode(errors="replace")
