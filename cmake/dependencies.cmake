@@ -4,7 +4,7 @@
 
 find_package(pugixml QUIET)
 if(NOT pugixml_FOUND)
-  set(ZVEVENT_PUGIXML_SOURCE "${CMAKE_SOURCE_DIR}/build/deps/pugixml"
+  set(ZVEVENT_PUGIXML_SOURCE "${PROJECT_SOURCE_DIR}/build/deps/pugixml"
       CACHE PATH "pugixml's source, compiled in where no package of it is found")
   if(NOT EXISTS "${ZVEVENT_PUGIXML_SOURCE}/src/pugixml.cpp")
     message(FATAL_ERROR "pugixml not found: run ./dev once, or set ZVEVENT_PUGIXML_SOURCE")
