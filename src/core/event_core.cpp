@@ -13,6 +13,9 @@ namespace {
 
 thread_local bool on_worker_thread = false;
 
+// At the end of the process an output that is stuck in a write is not waited for longer than this.
+constexpr std::uint32_t kLastFlushMs = 1000;
+
 // The worker's event keeps its texts' memory for the next one, up to this.
 constexpr std::size_t kKeptTextBytes = 64 * 1024;
 
@@ -63,7 +66,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
     queue_.StopAccepting();
     std::uint32_t result = WaitUntilDrained(timeout_ms);
     if (result == ZVEVENT_OK) {
-        result = dispatcher_.Flush(timeout_ms);
+        result = FlushOutputs(timeout_ms);
     } else {
         Count(dropped_later_, queue_.Purge());
     }
@@ -87,12 +90,16 @@ void EventCore::StopAtExit(std::uint32_t timeout_ms) {
         worker_.detach();
     }
     queue_.StopAccepting();
-    if (WaitUntilDrained(timeout_ms) == ZVEVENT_OK) {
-        dispatcher_.Flush(timeout_ms);
-    } else {
-        queue_.Purge();
-    }
+    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) queue_.Purge();
+    FlushOutputs(kLastFlushMs);
     queue_.RequestStop();
+}
+
+// A stop goes on whatever an output does.
+std::uint32_t EventCore::FlushOutputs(std::uint32_t timeout_ms) {
+    std::uint32_t result = ZVEVENT_E_FAILURE;
+    Contain([&] { result = dispatcher_.Flush(timeout_ms); });
+    return result;
 }
 
 std::uint32_t EventCore::Reload(Config config) {

@@ -61,7 +61,8 @@ std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
 // Writes the tree back to its file: a temporary file beside it, synced and renamed over it, so that
 // a crash leaves the old file or the new one. All that was not written through the handle stays
 // byte for byte, and with it the file's permissions and the target of a symbolic link. Writes
-// nothing when nothing changed. The last two arguments must be 0 and 1.
+// nothing when nothing changed, and fails when someone else has written the file since it was
+// opened. The last two arguments must be 0 and 1.
 std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t reserved, std::uint32_t flags) noexcept;
 
 // Non-zero when the key exists.

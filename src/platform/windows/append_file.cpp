@@ -62,4 +62,15 @@ bool FileIsMissingOrEmpty(const std::string& path) {
     return !has_bytes;
 }
 
+void EmptyFileOfSize(const std::string& path, std::uint64_t size) {
+    const HANDLE file = CreateFileW(WideText(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return;
+    LARGE_INTEGER found;
+    if (GetFileSizeEx(file, &found) != 0 && static_cast<std::uint64_t>(found.QuadPart) == size) {
+        SetEndOfFile(file);  // a fresh handle stands at the start
+    }
+    CloseHandle(file);
+}
+
 }  // namespace zvevent
