@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "base/stop_signal.h"
 #include "platform/contain.h"
 #include "platform/worker_thread.h"
 
@@ -41,6 +42,7 @@ std::uint32_t EventCore::Start(Config config) {
     alert_state_.Clear();
     alert_state_.Configure(*config);
     queue_.Open(config->queue_size, config->drop_policy);
+    StopSignal::Instance().Clear();
     try {
         worker_ = StartWorkerThread([](void* core) { static_cast<EventCore*>(core)->Run(); }, this);
     } catch (...) {
@@ -66,6 +68,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
         result = dispatcher_.Flush(timeout_ms);
     } else {
         Count(dropped_later_, queue_.Purge());
+        StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
     worker.join();
@@ -91,6 +94,7 @@ void EventCore::StopAtExit(std::uint32_t timeout_ms) {
         dispatcher_.Flush(timeout_ms);
     } else {
         queue_.Purge();
+        StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
 }
