@@ -27,6 +27,16 @@ std::uint32_t zvOSFileIsDir(const char* path) noexcept;
 // process's umask, and have no effect on Windows.
 std::uint32_t zvOSMakeDir(const char* path, std::uint32_t mode) noexcept;
 
+// --- HTTP ----------------------------------------------------------------------------------------
+
+// Sends one request and waits for the answer. `headers` are whole header lines joined by the single
+// byte 0xA7.
+std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* headers,
+                              const void* body, std::uint32_t body_length, void** response,
+                              std::uint32_t* response_length,
+                              std::uint32_t timeout_ms) noexcept;  // non-zero: success
+void ZVFree(void* memory) noexcept;
+
 // --- Configuration tree --------------------------------------------------------------------------
 //
 // A tree of keys, each holding values, kept in an XML file:
