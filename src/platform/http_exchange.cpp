@@ -82,13 +82,12 @@ private:
 
 }  // namespace
 
-bool ParseHttpRequest(std::string_view url, std::string_view method, std::string_view headers,
-                      std::uint32_t timeout_ms, HttpRequest& request) {
-    if (!IsUrl(url) || !IsMethod(method) || HasControl(headers)) return false;
-    request.timeout_ms = timeout_ms != 0 ? timeout_ms : kDefaultHttpTimeoutMs;
+bool ParseHttpRequest(std::string_view headers, HttpRequest& request) {
+    constexpr char kSeparator = '\xA7';
+    if (!IsUrl(request.url) || !IsMethod(request.method) || HasControl(headers)) return false;
     HeaderSorter sorter(request);
     while (!headers.empty()) {
-        const std::size_t end = std::min(headers.find(kHttpHeaderSeparator), headers.size());
+        const std::size_t end = std::min(headers.find(kSeparator), headers.size());
         sorter.Add(headers.substr(0, end));
         headers.remove_prefix(std::min(end + 1, headers.size()));
     }

@@ -9,21 +9,23 @@
 
 namespace zvevent {
 
-// The views are those of the texts it was made from.
+// Pointers and views are into the caller's texts.
 struct HttpRequest {
+    const char* url = nullptr;
+    const char* method = nullptr;
+    const void* body = nullptr;
+    std::uint32_t body_length = 0;
+    std::uint32_t timeout_ms = 0;  // of the whole exchange, never 0 once parsed
+    // From the header lines:
     std::vector<std::string_view> headers;  // lines with a name and a colon, in the given order
     bool verify_tls = true;
     std::uint32_t connect_timeout_ms = 0;  // 0: none of its own
-    std::uint32_t timeout_ms = 0;          // never 0 once parsed
 };
 
-inline constexpr std::uint32_t kDefaultHttpTimeoutMs = 5000;
-inline constexpr char kHttpHeaderSeparator = '\xA7';
-
-// False when something in it must not go out: a scheme other than http and https, a control
-// character, a method that is no word.
-bool ParseHttpRequest(std::string_view url, std::string_view method, std::string_view headers,
-                      std::uint32_t timeout_ms, HttpRequest& request);
+// Takes the header text apart into `request`, whose other members are given. False when something
+// must not go out: a scheme other than http and https, a control character, a method that is no
+// word.
+bool ParseHttpRequest(std::string_view headers, HttpRequest& request);
 
 // The name of a header line, without white space around it.
 std::string_view HttpHeaderName(std::string_view line);
@@ -61,5 +63,8 @@ private:
     std::size_t capacity_ = 0;
     bool truncated_ = false;
 };
+
+// The platform's client: true when a whole answer (or one up to the bound) with a good status came.
+bool RunHttpExchange(const HttpRequest& request, HttpResponse& response);
 
 }  // namespace zvevent

@@ -17,9 +17,9 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/http_exchange.h"
-#include "platform/zvutil.h"
 
 namespace zvevent {
 namespace {
@@ -179,22 +179,23 @@ public:
         if (const char* file = StartedCurl().trusted_certificates) Set(CURLOPT_CAINFO, file);
     }
 
-    void SetRequest(const char* url, const char* method, const HeaderList& headers,
-                    const void* body, std::uint32_t body_length) {
-        Set(CURLOPT_URL, url);
+    void SetRequest(const HttpRequest& request, const HeaderList& headers) {
+        Set(CURLOPT_URL, request.url);
+        Set(CURLOPT_PATH_AS_IS, 1L);
         Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
         Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
         Set(CURLOPT_HTTP09_ALLOWED, 0L);
         Set(CURLOPT_FOLLOWLOCATION, 0L);
         Set(CURLOPT_HTTPHEADER, headers.Get());
-        if (std::strcmp(method, "HEAD") == 0) {
+        const std::string_view method = request.method;
+        if (method == "HEAD") {
             Set(CURLOPT_NOBODY, 1L);
-        } else if (body_length != 0 || std::strcmp(method, "GET") != 0) {
+        } else if (method != "GET" || request.body_length != 0) {
             Set(CURLOPT_POST, 1L);
-            Set(CURLOPT_POSTFIELDS, body_length != 0 ? body : "");
-            Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body_length));
+            Set(CURLOPT_POSTFIELDS, request.body_length != 0 ? request.body : "");
+            Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_length));
         }
-        Set(CURLOPT_CUSTOMREQUEST, method);
+        Set(CURLOPT_CUSTOMREQUEST, request.method);
     }
 
     // Whether the answer is a whole one and a good one.
@@ -224,42 +225,17 @@ private:
     CURLcode result_ = CURLE_OK;
 };
 
-bool Exchange(const char* url, const char* method, const char* headers, const void* body,
-              std::uint32_t body_length, std::uint32_t timeout_ms, HttpResponse& response) {
-    HttpRequest request;
-    HeaderList list;
-    if (!ParseHttpRequest(url, method, headers != nullptr ? headers : "", timeout_ms, request) ||
-        !FillHeaders(request, list) || !StartedCurl().started) {
-        return false;
-    }
+}  // namespace
+
+bool RunHttpExchange(const HttpRequest& request, HttpResponse& response) {
+    HeaderList headers;
+    if (!FillHeaders(request, headers) || !StartedCurl().started) return false;
     CURL* const client = TakeClient();
     if (client == nullptr) return false;
     Transfer transfer(client);
     transfer.SetTransport(request);
-    transfer.SetRequest(url, method, list, body, body_length);
+    transfer.SetRequest(request, headers);
     return transfer.Run(response);
 }
 
-}  // namespace
 }  // namespace zvevent
-
-std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* headers,
-                              const void* body, std::uint32_t body_length, void** response,
-                              std::uint32_t* response_length, std::uint32_t timeout_ms) noexcept {
-    if (response != nullptr) *response = nullptr;
-    if (response_length != nullptr) *response_length = 0;
-    if (url == nullptr || method == nullptr || (body == nullptr && body_length != 0)) return 0;
-    try {
-        zvevent::HttpResponse received;
-        const bool good =
-            zvevent::Exchange(url, method, headers, body, body_length, timeout_ms, received);
-        received.HandOver(response, response_length);
-        return good ? 1 : 0;
-    } catch (...) {
-        return 0;
-    }
-}
-
-void ZVFree(void* memory) noexcept {
-    std::free(memory);
-}
