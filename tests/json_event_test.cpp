@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/event_view.h"
 #include "support/sample_event.h"
 
 namespace zvevent {
@@ -35,13 +36,7 @@ TEST(JsonEvent, LeavesNothingOut) {
 }
 
 TEST(JsonEvent, EscapesTextsAndMeasurements) {
-    std::string zvEventNormalizedEvent::*const texts[] = {
-        &zvEventNormalizedEvent::action,     &zvEventNormalizedEvent::event_type,
-        &zvEventNormalizedEvent::source_id,  &zvEventNormalizedEvent::source_name,
-        &zvEventNormalizedEvent::dedupe_key, &zvEventNormalizedEvent::correlation_id,
-        &zvEventNormalizedEvent::message,    &zvEventNormalizedEvent::timecode,
-        &zvEventNormalizedEvent::units,      &zvEventNormalizedEvent::details_json};
-    for (const auto text : texts) {
+    for (const auto text : kEventTexts) {
         zvEventNormalizedEvent event;
         event.*text = "\"\n\xC3\xA9";
         EXPECT_NE(BuildNativeEventJson(event).find("\":\"\\\"\\n\xC3\xA9\""), std::string::npos);

@@ -148,11 +148,9 @@ TEST_F(WebhookHttpSink, ChoosesThePayload) {
         config_.webhook_http.payload_mode = c.mode;
         EXPECT_EQ(Sink().Validate(nullptr), ZVEVENT_OK) << c.mode;
         const Request request = OneRequest();
-        EXPECT_EQ(request.headers.starts_with(
-                      c.cloud_events ? "Content-Type: application/cloudevents+json; charset=utf-8|"
-                                     : "Content-Type: application/json; charset=utf-8|"),
-                  true)
-            << request.headers;
+        EXPECT_TRUE(request.headers.starts_with(
+            c.cloud_events ? "Content-Type: application/cloudevents+json; charset=utf-8|"
+                           : "Content-Type: application/json; charset=utf-8|"));
         EXPECT_EQ(request.body, c.cloud_events
                                     ? BuildCloudEventJson(test::SampleEvent(), "/zvEvent", "")
                                     : BuildNativeEventJson(test::SampleEvent()));
@@ -249,7 +247,6 @@ TEST_F(WebhookHttpSink, PassesOverLesserEventsAndKeepsItsBuffer) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
     }
-    EXPECT_EQ(server.requests.at(0).body, server.requests.at(1).body);
     EXPECT_EQ(server.requests.at(0).body_at, server.requests.at(1).body_at);
 }
 
