@@ -15,6 +15,16 @@ if(NOT pugixml_FOUND)
   add_library(pugixml::pugixml ALIAS zvevent_pugixml)
 endif()
 
+# The HTTP client: Windows has its own. 7.87 is the first libcurl that does not wait for a name server
+# beyond the request's time-out.
+add_library(zvevent_http INTERFACE)
+if(WIN32)
+  target_link_libraries(zvevent_http INTERFACE winhttp)
+else()
+  find_package(CURL 7.87 REQUIRED)
+  target_link_libraries(zvevent_http INTERFACE CURL::libcurl ${CMAKE_DL_LIBS})
+endif()
+
 # GoogleTest is compiled with the project's own flags (sanitizers, cross compiler) where its source
 # is at hand.
 macro(zvevent_find_googletest)

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "base/stop_signal.h"
 #include "platform/contain.h"
 #include "platform/worker_thread.h"
 
@@ -44,6 +45,7 @@ std::uint32_t EventCore::Start(Config config) {
     alert_state_.Clear();
     alert_state_.Configure(*config);
     queue_.Open(config->queue_size, config->drop_policy);
+    StopSignal::Instance().Clear();
     try {
         worker_ = StartWorkerThread([](void* core) { static_cast<EventCore*>(core)->Run(); }, this);
     } catch (...) {
@@ -69,6 +71,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
         result = FlushOutputs(timeout_ms);
     } else {
         Count(dropped_later_, queue_.Purge());
+        StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
     worker.join();
@@ -90,7 +93,10 @@ void EventCore::StopAtExit(std::uint32_t timeout_ms) {
         worker_.detach();
     }
     queue_.StopAccepting();
-    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) queue_.Purge();
+    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) {
+        queue_.Purge();
+        StopSignal::Instance().Raise();
+    }
     FlushOutputs(kLastFlushMs);
     queue_.RequestStop();
 }

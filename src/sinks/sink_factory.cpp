@@ -2,6 +2,7 @@
 
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
+#include "sinks/webhook_http_sink.h"
 
 namespace zvevent {
 
@@ -15,10 +16,21 @@ std::uint32_t BuildCsvSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink
     return result;
 }
 
+std::uint32_t BuildWebhookSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
+                               std::string* error) {
+    auto webhook = std::make_shared<zvEventWebhookHttpSink>(config);
+    const std::uint32_t result = webhook->Validate(error);
+    if (result == ZVEVENT_OK) sink = std::move(webhook);
+    return result;
+}
+
 std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, std::string* error) {
     switch (config.kind) {
         case zvEventSinkKind::csv:
             return BuildCsvSink(config, sink, error);
+        case zvEventSinkKind::cloudevents_http:
+        case zvEventSinkKind::webhook_http:
+            return BuildWebhookSink(config, sink, error);
         default:
             sink = std::make_shared<zvEventConfiguredSink>(config);
             return ZVEVENT_OK;
