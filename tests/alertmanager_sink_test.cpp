@@ -59,8 +59,9 @@ TEST(AlertmanagerSink, TakesItsSettings) {
     ASSERT_TRUE(sink);
     auto event = test::SampleEvent();
     sink->write(event, nullptr);
-    EXPECT_EQ(sink->LastPayload().find(R"([{"labels":{"alertname":"MineTemperature")"), 0u);
-    EXPECT_EQ(sink->LastPayload().find("source_id"), std::string::npos);
+    const std::string alert = sink->LastPayload();
+    EXPECT_NE(alert.find("MineTemperature"), std::string::npos) << alert;
+    EXPECT_EQ(alert.find("source_id"), std::string::npos) << alert;
     event.action = "clear";
     sink->write(event, nullptr);
     EXPECT_EQ(sink->LastPayload(), "[]");

@@ -6,26 +6,26 @@
 namespace zvevent::test {
 
 inline zvEventNormalizedEvent SampleEvent() {
-    return {
-        .event_id = 42,
-        .event_type = "temperature",
-        .source_id = "psu-1",
-        .source_name = "Power supply 1",
-        .message = "Too hot",
-        .severity = zvEventSeverityWarning,
-        .action = "raise",
-        .dedupe_key = "psu-1/temperature",
-        .correlation_id = "c-7",
-        .utc_ns = 1'700'000'000'123'456'789,
-        .ptp_ns = 1'700'000'037'123'456'789,
-        .pts = -90'000,
-        .timecode = "10:00:00:12",
-        .value = 81.5,
-        .threshold = 75.3,
-        .units = "C",
-        .duration_ms = 1500,
-        .details_json = R"({"fan":"ok"})",
-    };
+    zvEventNormalizedEvent event;
+    event.event_id = 42;
+    event.event_type = "temperature";
+    event.source_id = "psu-1";
+    event.source_name = "Power supply 1";
+    event.message = "Too hot";
+    event.severity = zvEventSeverityWarning;
+    event.action = "raise";
+    event.dedupe_key = "psu-1/temperature";
+    event.correlation_id = "c-7";
+    event.utc_ns = 1'700'000'000'123'456'789;
+    event.ptp_ns = 1'700'000'037'123'456'789;
+    event.pts = -90'000;
+    event.timecode = "10:00:00:12";
+    event.value = 81.5;
+    event.threshold = 75.3;
+    event.units += "C";  // assigning one letter makes GCC 12 warn without cause
+    event.duration_ms = 1500;
+    event.details_json = R"({"fan":"ok"})";
+    return event;
 }
 
 }  // namespace zvevent::test
