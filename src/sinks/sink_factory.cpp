@@ -1,5 +1,6 @@
 #include "sinks/sink_factory.h"
 
+#include "sinks/alertmanager_sink.h"
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
 #include "sinks/webhook_http_sink.h"
@@ -31,6 +32,9 @@ std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, s
         case zvEventSinkKind::cloudevents_http:
         case zvEventSinkKind::webhook_http:
             return BuildWebhookSink(config, sink, error);
+        case zvEventSinkKind::alertmanager:
+            sink = std::make_shared<zvEventAlertmanagerSink>(config);
+            return ZVEVENT_OK;
         default:
             sink = std::make_shared<zvEventConfiguredSink>(config);
             return ZVEVENT_OK;
