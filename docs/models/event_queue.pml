@@ -257,7 +257,7 @@ enqueue_gate:
         fi;
 push_lock:
 #ifdef ASKS_BEFORE_PUBLISHING
-        d_step { producers_mutex == 0; ring = asleep; asleep = 0 };
+        atomic { producers_mutex == 0; ring = asleep; asleep = 0 };
 #endif
         atomic {
             producers_mutex == 0;
@@ -341,11 +341,11 @@ push_ring:
         :: else -> goto next
         fi;
 push_dropped:
-        d_step { is_full = 0; Becomes(event, unsent, dropped) };
+        atomic { is_full = 0; Becomes(event, unsent, dropped) };
 push_dropped_other:
         counted_dropped++;
 next:
-        d_step { is_full = 0; has_block = 0; event++ }
+        atomic { is_full = 0; has_block = 0; event++ }
     :: else -> break
     od
 }
@@ -513,8 +513,9 @@ inline WaitUntilDrained(who, limited, drained) {
         take_mutex = 1;
         owed = PENDING(0) + 2 * PENDING(1) + 4 * PENDING(2)
     };
+    d_step { drained = DRAINED };
     if
-    :: DRAINED
+    :: drained
     :: else ->
         ExchangeLingering(found);
         if
@@ -523,28 +524,36 @@ inline WaitUntilDrained(who, limited, drained) {
         fi;
         drain_waiters++;
         do
-        :: DRAINED || worker_ended -> break
-        :: else ->
+        :: d_step { drained = DRAINED };
+            if
+            :: drained || worker_ended || expired -> break
+            :: else
+            fi;
             d_step { waits[who] = 1; take_mutex = 0 };
             if
-            :: !waits[who] -> Lock(take_mutex)
-            :: limited -> waits[who] = 0; Lock(take_mutex); break
-            fi
+            :: !waits[who]
+            :: limited -> waits[who] = 0; expired = 1
+            fi;
+            Lock(take_mutex)
         od;
         drain_waiters--
     fi;
+#ifdef ASKS_AGAIN_WHETHER_DRAINED
+    d_step { drained = DRAINED };
+#endif
     d_step {
-        drained = DRAINED;
         assert(!drained || !(owed & 1 && PENDING(0)));
         assert(!drained || !(owed & 2 && PENDING(1)));
         assert(!drained || !(owed & 4 && PENDING(2)));
         owed = 0;
+        expired = 0;
         take_mutex = 0
     }
 }
 
 proctype Flush() {
     byte owed;
+    bit expired;
     bit found;
     bit drained;
 flush_wait:
@@ -607,6 +616,7 @@ proctype Stop() {
     byte owed;
     byte purged;
     bit limited;
+    bit expired;
     bit found;
     bit drained;
 

@@ -3,10 +3,10 @@
 #include <chrono>
 #include <memory>
 #include <new>
-#include <thread>
 #include <utility>
 
 #include "base/last_error.h"
+#include "base/lock_within.h"
 #include "config/config_loader.h"
 #include "core/normalize.h"
 #include "platform/contain.h"
@@ -179,10 +179,7 @@ void Lifecycle::DrainForExit() {
     }
     initialized_ = false;
     Transition transition(transition_mutex_, std::defer_lock);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
-    while (!transition.try_lock() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    LockWithin(transition, std::chrono::milliseconds(kStopTimeoutMs));
     core_.StopAtExit(kStopTimeoutMs);
 }
 

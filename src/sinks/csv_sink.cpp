@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "base/lock_within.h"
 #include "format/csv_row.h"
 #include "platform/directory_tree.h"
 
@@ -87,7 +88,7 @@ std::uint32_t zvEventCsvSink::flush(std::uint32_t timeout_ms) {
     std::unique_lock lock(mutex_, std::defer_lock);
     if (timeout_ms == 0) {
         lock.lock();
-    } else if (!lock.try_lock_for(std::chrono::milliseconds(timeout_ms))) {
+    } else if (!zvevent::LockWithin(lock, std::chrono::milliseconds(timeout_ms))) {
         return ZVEVENT_E_FAILURE;  // a write is stuck; its own failure will tell why
     }
     if (!file_.IsOpen() || HandOver()) return ZVEVENT_OK;
