@@ -118,6 +118,15 @@ std::size_t Receive(char* bytes, std::size_t, std::size_t count, void* response)
     return static_cast<HttpResponse*>(response)->Append(bytes, count) ? count : 0;
 }
 
+// Header lines come one by one, and trailers after the empty line. Without an empty line, when the
+// connection ended too early, libcurl is content, too.
+std::size_t SeeHeaderLine(char* bytes, std::size_t, std::size_t count, void* ended) {
+    const std::string_view line(bytes, count);
+    if (line == "\r\n" || line == "\n") *static_cast<bool*>(ended) = true;
+    if (line.starts_with("HTTP/")) *static_cast<bool*>(ended) = false;
+    return count;
+}
+
 class HeaderList {
 public:
     HeaderList() = default;
@@ -198,8 +207,11 @@ public:
         Set(CURLOPT_CUSTOMREQUEST, request.method);
     }
 
-    // Whether the answer is a whole one and a good one.
+    // Whether the answer is whole, or cut at the bound, and a good one.
     bool Run(HttpResponse& response) {
+        bool header_ended = false;
+        Set(CURLOPT_HEADERFUNCTION, SeeHeaderLine);
+        Set(CURLOPT_HEADERDATA, &header_ended);
         Set(CURLOPT_WRITEFUNCTION, Receive);
         Set(CURLOPT_WRITEDATA, &response);
         if (result_ != CURLE_OK) return false;
@@ -208,7 +220,7 @@ public:
         const bool ended_here = result_ == CURLE_WRITE_ERROR && response.Truncated();
         long status = 0;
         curl_easy_getinfo(client_, CURLINFO_RESPONSE_CODE, &status);
-        return (result_ == CURLE_OK || ended_here) && IsHttpSuccess(status);
+        return (result_ == CURLE_OK || ended_here) && header_ended && IsHttpSuccess(status);
     }
 
 private:

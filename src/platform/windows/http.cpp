@@ -183,19 +183,21 @@ public:
     }
 
     bool Send(const std::wstring& headers) {
-        const std::uint32_t body_length = request_.body_length;
-        void* bytes = nullptr;
-        if (body_length != 0) {
-            operation_->body.assign(static_cast<const char*>(request_.body), body_length);
-            bytes = operation_->body.data();
-        }
-        const DWORD header_length = static_cast<DWORD>(headers.size());
-        if (!WinHttpSendRequest(handle_.get(),
-                                headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
-                                header_length, bytes, body_length, body_length, context_)) {
+        // Given to WinHttpSendRequest, a header would replace an earlier one of the same name.
+        if (!headers.empty() && !WinHttpAddRequestHeaders(handle_.get(), headers.c_str(),
+                                                          static_cast<DWORD>(headers.size()),
+                                                          WINHTTP_ADDREQ_FLAG_ADD)) {
             return false;
         }
-        return WaitForConnection() && WaitForStep() &&
+        const std::uint32_t length = request_.body_length;
+        void* bytes = nullptr;
+        if (length != 0) {
+            operation_->body.assign(static_cast<const char*>(request_.body), length);
+            bytes = operation_->body.data();
+        }
+        return WinHttpSendRequest(handle_.get(), WINHTTP_NO_ADDITIONAL_HEADERS, 0, bytes, length,
+                                  length, context_) &&
+               WaitForConnection() && WaitForStep() &&
                WinHttpReceiveResponse(handle_.get(), nullptr) && WaitForStep();
     }
 
@@ -292,7 +294,7 @@ private:
     }
 
     void Close() {
-        constexpr DWORD kCloseMs = 1000;
+        constexpr DWORD kCloseMs = 200;  // cancelling takes far less
         handle_.reset();
         if (context_ != 0 &&
             WaitForSingleObject(operation_->closed.get(), kCloseMs) != WAIT_OBJECT_0) {

@@ -1,0 +1,26 @@
+// The socket calls under the names that the tests' servers use. The one for Windows is beside it.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string_view>
+
+namespace zvevent::test {
+
+using Socket = int;
+inline constexpr Socket kNoSocket = -1;
+
+inline void StartSockets() {}
+inline void CloseSocket(Socket socket) {
+    close(socket);
+}
+// Bytes sent, or not more than 0.
+inline auto SendSome(Socket socket, std::string_view bytes) {
+    return send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+}  // namespace zvevent::test
