@@ -2,9 +2,9 @@
 //
 //     emit CONFIG < events
 //
-// An event is a block of lines "field=value", fields as in zvEventRecord, bytes other than printable
-// ASCII and every "%" as %XX; a line "." submits it. At the end everything is flushed and shut down.
-// Exits 0 when every call succeeded; failures go to the standard error.
+// An event is a block of lines "field=value", fields as in zvEventRecord, bytes other than
+// printable ASCII and every "%" as %XX; a line "." submits it. At the end everything is flushed and
+// shut down. Exits 0 when every call succeeded; failures go to the standard error.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
