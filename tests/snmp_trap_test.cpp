@@ -16,7 +16,7 @@ namespace {
 using zvevent::BerTag;
 using zvevent::SnmpTrapFormatter;
 
-constexpr std::string_view kTrapOid = "1.3.6.1.4.1.32473.1.1.0.1";
+constexpr std::string_view kTrapOid = zvevent::kDefaultTrapOid;
 
 std::string Hex(std::string_view bytes) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";

@@ -16,6 +16,7 @@ namespace zvevent {
 inline constexpr std::size_t kMaxSnmpTrapBytes = 8192;
 
 inline constexpr std::string_view kDefaultEnterpriseOid = "1.3.6.1.4.1.32473.1.1";
+inline constexpr std::string_view kDefaultTrapOid = "1.3.6.1.4.1.32473.1.1.0.1";
 inline constexpr std::size_t kEnterpriseBindings = 12;
 
 // Makes the traps of one sender. Identifiers never change, so they are encoded once; one that is

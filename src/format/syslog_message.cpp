@@ -39,17 +39,20 @@ void AppendHeaderField(std::string& out, std::string_view text, std::size_t limi
     }
 }
 
+// How many bytes more make `out` a longest message.
+std::size_t Room(const std::string& out) {
+    return kMaxSyslogMessageBytes - std::min(out.size(), kMaxSyslogMessageBytes);
+}
+
 // The parameters of the structured-data element.
 class ParameterWriter {
 public:
     explicit ParameterWriter(std::string& out) : out_(out) {}
 
-    // Of a text too long for any message only the start is looked at: escaping never shortens.
+    // What a message has no room for is not looked at: escaping never shortens.
     void Text(std::string_view name, std::string_view text) {
         Begin(name);
-        const std::size_t room =
-            kMaxSyslogMessageBytes - std::min(out_.size(), kMaxSyslogMessageBytes);
-        text = text.substr(0, room);
+        text = text.substr(0, Room(out_));
         for (std::size_t special;
              (special = text.find_first_of("\"\\]")) != std::string_view::npos;) {
             out_.append(text.substr(0, special)) += '\\';
@@ -124,7 +127,7 @@ void SyslogOrigin::Format(const zvEventNormalizedEvent& event, std::string& mess
     message.append(" [").append(kElementId);
     AppendParameters(message, event);
     message += "] ";
-    message.append(event.message, 0, kMaxSyslogMessageBytes);
+    message.append(event.message, 0, Room(message));
     if (message.size() > kMaxSyslogMessageBytes) message.resize(kMaxSyslogMessageBytes);
 }
 

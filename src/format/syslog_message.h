@@ -22,8 +22,8 @@ public:
     SyslogOrigin(std::uint32_t facility, std::string_view host_name, std::string_view app_name,
                  std::string_view process_id);
 
-    // Replaces `message` by the event's message, without a line end. `message` never grows beyond
-    // three times the greatest length, whatever the event holds.
+    // Replaces `message` by the event's message, without a line end. `message` keeps
+    // less than four times the greatest length, whatever the event holds.
     void Format(const zvEventNormalizedEvent& event, std::string& message) const;
 
 private:

@@ -2,6 +2,8 @@
 
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
+#include "sinks/snmp_trap_sink.h"
+#include "sinks/syslog_udp_sink.h"
 
 namespace zvevent {
 
@@ -15,10 +17,24 @@ std::uint32_t BuildCsvSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink
     return result;
 }
 
+// A sink that is built first and opened then.
+template <typename Sink>
+std::uint32_t BuildOpenSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
+                            std::string* error) {
+    auto built = std::make_shared<Sink>(config);
+    const std::uint32_t result = built->Open(error);
+    sink = std::move(built);
+    return result;
+}
+
 std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, std::string* error) {
     switch (config.kind) {
         case zvEventSinkKind::csv:
             return BuildCsvSink(config, sink, error);
+        case zvEventSinkKind::syslog_udp:
+            return BuildOpenSink<zvEventSyslogUdpSink>(config, sink, error);
+        case zvEventSinkKind::snmp_trap:
+            return BuildOpenSink<zvEventSnmpTrapSink>(config, sink, error);
         default:
             sink = std::make_shared<zvEventConfiguredSink>(config);
             return ZVEVENT_OK;
