@@ -38,11 +38,12 @@ public:
     bool Open(std::string& error);
 
     // Sends one datagram from an open sender. Where the system has no room for it, waits kWaitMs
-    // at most. False with a text in `error` on failure; the socket stays.
+    // at most, and once such a wait was in vain not at all until a datagram went out again. False
+    // with a text in `error` on failure; the socket stays.
     bool Send(std::string_view datagram, std::string& error);
 
-    // Milliseconds: enough for a burst to drain into a working network, too little for a stuck one
-    // to hold up the other outputs.
+    // Milliseconds: enough for a burst to drain into a working network, little enough for a stuck
+    // one not to hold up the other outputs.
     static constexpr int kWaitMs = 50;
 
 private:
@@ -66,6 +67,7 @@ private:
     const std::string host_;
     const std::uint32_t port_;
     std::intptr_t socket_ = kNoSocket;
+    bool stuck_ = false;                               // the last wait for room was in vain
     alignas(8) std::array<std::byte, 128> address_{};  // a sockaddr of any family
     std::uint32_t address_bytes_ = 0;
 };

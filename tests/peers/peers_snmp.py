@@ -19,12 +19,13 @@ if any(shutil.which(tool) is None for tool in ["snmptrapd", "snmptranslate", "sm
 
 NASTY = 'quote " bracket ] backslash \\ umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
 EVENTS = [
-    {"event_id": 42, "event_type": "temperature", "source_id": "psu-1", "message": "Too hot",
-     "source_name": "Power supply 1", "severity": 2, "action": "raise", "utc_ns": 1700000000123456789,
-     "dedupe_key": "psu-1/temperature", "correlation_id": "c-7", "details_json": '{"fan":"ok"}'},
-    {"event_id": 2**64 - 1, "event_type": NASTY, "source_id": NASTY, "source_name": NASTY,
-     "message": NASTY + "m" * 3000, "severity": 3, "action": "clear", "utc_ns": 2**64 - 1,
-     "dedupe_key": "d" * 300, "correlation_id": NASTY, "details_json": "j" * 3000},
+    {"event_id": 42, "event_type": "temperature", "source_id": "psu-1", "source_name": "Power supply",
+     "message": "Too hot", "severity": 2, "action": "raise", "utc_ns": 1700000000123456789,
+     "dedupe_key": NASTY, "correlation_id": "c-7", "details_json": '{"fan":"ok"}'},
+    {"event_id": 2**64 - 1, "utc_ns": 2**64 - 1, "severity": 3,
+     **{field: NASTY + "x" * 3000 for field in
+        ["event_type", "source_id", "source_name", "action", "message", "dedupe_key",
+         "correlation_id", "details_json"]}},
 ]
 SEVERITIES = ["debug", "info", "warning", "error"]
 OBJECTS = [  # after the two of the severity: object, field, greatest length

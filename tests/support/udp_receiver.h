@@ -1,41 +1,32 @@
-// A plain UDP socket of a test, and what the system itself answers to the calls of a sender.
+// A plain UDP socket of a test.
 #pragma once
 
 #include <sockets.h>
 
 #include <cstdint>
-#include <cstring>
-#include <optional>
 #include <string>
 
 namespace zvevent::test {
 
-// Resolves as a sender does; the code of a failure.
-inline int Resolve(const std::string& host, sockaddr_storage& address, socklen_t& size) {
-    StartSockets();
-    addrinfo hints{};
-    hints.ai_socktype = SOCK_DGRAM;
-    addrinfo* found = nullptr;
-    const int code = ::getaddrinfo(host.c_str(), "0", &hints, &found);
-    if (code != 0) return code;
-    size = static_cast<socklen_t>(found->ai_addrlen);
-    std::memcpy(&address, found->ai_addr, found->ai_addrlen);
-    ::freeaddrinfo(found);
-    return 0;
-}
-
 // Bound to a free port of a numeric address. One thread.
 class UdpReceiver {
 public:
-    explicit UdpReceiver(const std::string& host) {
-        sockaddr_storage address{};
-        socklen_t size = 0;
-        if (Resolve(host, address, size) != 0) return;
-        socket_ = ::socket(address.ss_family, SOCK_DGRAM, 0);
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(socket_, any, size) != 0 || ::getsockname(socket_, any, &size) != 0) return;
-        // The port stands at the same place in both families.
-        port_ = ntohs(reinterpret_cast<sockaddr_in*>(any)->sin_port);
+    explicit UdpReceiver(const char* host) {
+        StartSockets();
+        addrinfo hints{};
+        hints.ai_socktype = SOCK_DGRAM;
+        addrinfo* found = nullptr;
+        if (::getaddrinfo(host, "0", &hints, &found) != 0) return;
+        socket_ = ::socket(found->ai_family, SOCK_DGRAM, 0);
+        sockaddr_storage bound{};
+        auto size = static_cast<socklen_t>(sizeof bound);
+        auto* const any = reinterpret_cast<sockaddr*>(&bound);
+        if (::bind(socket_, found->ai_addr, static_cast<socklen_t>(found->ai_addrlen)) == 0 &&
+            ::getsockname(socket_, any, &size) == 0) {
+            // The port stands at the same place in both families.
+            port_ = ntohs(reinterpret_cast<sockaddr_in*>(any)->sin_port);
+        }
+        ::freeaddrinfo(found);
     }
     ~UdpReceiver() { CloseSocket(socket_); }
     UdpReceiver(const UdpReceiver&) = delete;
@@ -60,25 +51,5 @@ private:
     Socket socket_ = static_cast<Socket>(-1);
     std::uint32_t port_ = 0;
 };
-
-inline int ResolveCode(const std::string& host) {
-    sockaddr_storage address{};
-    socklen_t size = 0;
-    return Resolve(host, address, size);
-}
-
-// The code of sending to an address, from a socket that may not broadcast.
-inline int SendCode(const std::string& host) {
-    sockaddr_storage address{};
-    socklen_t size = 0;
-    Resolve(host, address, size);
-    reinterpret_cast<sockaddr_in*>(&address)->sin_port = htons(9);
-    const Socket socket = ::socket(address.ss_family, SOCK_DGRAM, 0);
-    const auto sent =
-        ::sendto(socket, "x", 1, 0, reinterpret_cast<const sockaddr*>(&address), size);
-    const int code = sent == 1 ? 0 : LastSocketError();
-    CloseSocket(socket);
-    return code;
-}
 
 }  // namespace zvevent::test

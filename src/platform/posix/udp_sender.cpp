@@ -59,11 +59,15 @@ std::optional<int> UdpSender::SendDatagram(std::string_view datagram) {
         const ssize_t sent = ::sendto(socket, datagram.data(), datagram.size(), 0,
                                       reinterpret_cast<const sockaddr*>(address_.data()),
                                       static_cast<socklen_t>(address_bytes_));
-        if (sent == static_cast<ssize_t>(datagram.size())) return {};
+        if (sent == static_cast<ssize_t>(datagram.size())) {
+            stuck_ = false;
+            return {};
+        }
         const int code = errno;
-        if (waited || (code != EAGAIN && code != EWOULDBLOCK && code != EINTR)) return code;
+        if (waited || stuck_ || (code != EAGAIN && code != EWOULDBLOCK)) return code;
         pollfd room{socket, POLLOUT, 0};
-        if (code != EINTR && ::poll(&room, 1, kWaitMs) == 0) return code;
+        stuck_ = ::poll(&room, 1, kWaitMs) == 0;
+        if (stuck_) return code;
     }
 }
 

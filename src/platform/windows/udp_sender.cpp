@@ -67,14 +67,18 @@ std::optional<int> UdpSender::SendDatagram(std::string_view datagram) {
         const int sent = ::sendto(socket, datagram.data(), static_cast<int>(datagram.size()), 0,
                                   reinterpret_cast<const sockaddr*>(address_.data()),
                                   static_cast<int>(address_bytes_));
-        if (sent == static_cast<int>(datagram.size())) return {};
+        if (sent == static_cast<int>(datagram.size())) {
+            stuck_ = false;
+            return {};
+        }
         const int code = ::WSAGetLastError();
-        if (waited || code != WSAEWOULDBLOCK) return code;
+        if (waited || stuck_ || code != WSAEWOULDBLOCK) return code;
         fd_set room;
         FD_ZERO(&room);
         FD_SET(socket, &room);
         timeval wait{0, kWaitMs * 1000};
-        if (::select(0, nullptr, &room, nullptr, &wait) == 0) return code;
+        stuck_ = ::select(0, nullptr, &room, nullptr, &wait) == 0;
+        if (stuck_) return code;
     }
 }
 

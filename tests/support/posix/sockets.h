@@ -1,13 +1,11 @@
 // What tests need of the system's sockets, under names that both platforms have.
 #pragma once
 
-#include <arpa/inet.h>
 #include <netdb.h>
+#include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace zvevent::test {
 
@@ -17,9 +15,6 @@ inline constexpr int kUnknownService = EAI_SERVICE;
 inline void StartSockets() {}
 inline void CloseSocket(Socket socket) {
     ::close(socket);
-}
-inline int LastSocketError() {
-    return errno;
 }
 
 }  // namespace zvevent::test

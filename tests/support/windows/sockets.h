@@ -16,8 +16,5 @@ inline void StartSockets() {
 inline void CloseSocket(Socket socket) {
     ::closesocket(socket);
 }
-inline int LastSocketError() {
-    return ::WSAGetLastError();
-}
 
 }  // namespace zvevent::test
