@@ -318,11 +318,15 @@ TEST_F(ConfigTree, AFailingSaveLeavesNothingBehindAndCanBeRepeated) {
     EXPECT_EQ(FileNames(), std::set<std::string>{"events.xml"});
     fs::permissions(file_, kWrite, fs::perm_options::add);
 
+    const std::string before = Read();
     ASSERT_TRUE(Set(tree, "", "v", "2"));
     fs::remove(file_);
     EXPECT_FALSE(Save(tree));
     EXPECT_EQ(FileNames(), std::set<std::string>{});
-    Write("<r/>");
+    Write("<r>someone else's</r>");
+    EXPECT_FALSE(Save(tree));
+    EXPECT_EQ(Read(), "<r>someone else's</r>");
+    Write(before);
     EXPECT_TRUE(Save(tree));
     EXPECT_EQ(Get(Open(), "", "v"), "2");
 }

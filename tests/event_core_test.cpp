@@ -299,7 +299,7 @@ TEST_F(EventCoreTest, LosesNothingBetweenManyThreads) {
     const std::string delivered = Delivered();
     for (std::size_t at = 0; at < delivered.size();) {
         std::size_t end = 0;
-        const auto thread = static_cast<std::size_t>(std::stoi(delivered.substr(at), &end));
+        const auto thread = static_cast<std::size_t>(std::stoi(delivered.substr(at, 12), &end));
         at += end + 1;
         ASSERT_EQ(std::stoi(delivered.substr(at, 12), &end), next[thread]++);
         at += end + 1;

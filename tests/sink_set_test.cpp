@@ -117,6 +117,12 @@ void Call(const zvEventRecord* event, void* user_data) {
     callback.act();
 }
 
+std::uint32_t Register(zvEventCallbackSink& registry, Callback& callback) {
+    std::uint32_t id = 0;
+    registry.Register(Call, &callback, &id);
+    return id;
+}
+
 TEST(SinkSet, CallsCallbacksInOrderAndFollowsTheRegistryFromTheNextEvent) {
     SinkSet sinks(FakeFactory);
     zvEventCallbackSink& registry = sinks.callbacks();
@@ -126,11 +132,11 @@ TEST(SinkSet, CallsCallbacksInOrderAndFollowsTheRegistryFromTheNextEvent) {
     Callback first{&order, "first"};
     Callback thrower{&order, "thrower", [] { throw 7; }};
     Callback last{&order, "last"};
-    const std::uint32_t id = registry.Register(Call, &first);
-    registry.Register(Call, &thrower);
-    registry.Register(Call, &last);
+    const std::uint32_t id = Register(registry, first);
+    Register(registry, thrower);
+    Register(registry, last);
     first.act = [&] {
-        registry.Register(Call, &late);
+        Register(registry, late);
         EXPECT_TRUE(registry.Unregister(id));
     };
     zvEventNormalizedEvent event = test::SampleEvent();
@@ -144,16 +150,17 @@ TEST(SinkSet, CallsCallbacksInOrderAndFollowsTheRegistryFromTheNextEvent) {
 
     sinks.ShutDown();
     EXPECT_FALSE(registry.Unregister(id + 1));
-    EXPECT_EQ(registry.Register(Call, &late), id + 4) << "ids go on";
+    EXPECT_EQ(Register(registry, late), id + 4) << "ids go on";
     registry.SetNextId(0xFFFFFFFF);
-    EXPECT_EQ(registry.Register(Call, &late), 0xFFFFFFFF);
-    EXPECT_EQ(registry.Register(Call, &late), 1U);
+    EXPECT_EQ(Register(registry, late), 0xFFFFFFFF);
+    EXPECT_EQ(Register(registry, late), 1U);
 }
 
 TEST(SinkSet, GivesCallbacksTheWholeRecord) {
     SinkSet sinks(FakeFactory);
     ASSERT_EQ(sinks.Initialize(zvEventConfig()), ZVEVENT_OK);
     bool equal = false;
+    std::uint32_t id = 0;
     sinks.callbacks().Register(
         [](const zvEventRecord* r, void* result) {
             const zvEventNormalizedEvent e = test::SampleEvent();
@@ -168,7 +175,7 @@ TEST(SinkSet, GivesCallbacksTheWholeRecord) {
                 r->units == e.units && r->duration_ms == e.duration_ms &&
                 r->details_json == e.details_json;
         },
-        &equal);
+        &equal, &id);
     sinks.Dispatch(test::SampleEvent(), nullptr, nullptr);
     EXPECT_TRUE(equal);
 }

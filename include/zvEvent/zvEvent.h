@@ -24,7 +24,8 @@
  *     zvEventShutdown();
  *
  * Rules that hold for every function:
- *   - It may be called from any thread at any time, and returns one of the result codes below.
+ *   - It may be called from any thread at any time, but not from a signal handler or, on Windows,
+ *     from DllMain, and returns one of the result codes below.
  *   - It never lets an exception escape, installs no signal handler and prints nothing.
  *   - Unless its comment says otherwise it sets the calling thread's last-error text: empty on
  *     success, a sentence on failure (see zvEventGetLastError). Other threads' texts never change.
@@ -149,7 +150,9 @@ ZVEVENT_LAYOUT_ASSERT(sizeof(zvEventRecord) == 152);
  * zvEventUnregisterCallback, zvEventReloadConfig, zvEventGetLastError and zvEventGetApiVersion.
  * zvEventFlush and zvEventShutdown would wait for the callback itself and are refused there with
  * ZVEVENT_E_FAILURE. While it runs no other output proceeds, so it should be short. A C++ exception
- * that leaves it is caught and counted; the other callbacks still run.
+ * that leaves it is caught and counted, and the other callbacks still run, provided that it is of
+ * the C++ runtime that the library was built with; a callback built with another one must not
+ * throw.
  */
 typedef void (*zvEventCallback)(const zvEventRecord* event, void* user_data);
 
@@ -171,16 +174,18 @@ ZVEVENT_API uint32_t zvEventInitialize(const char* config_path);
 
 /*
  * Delivers what is queued (waiting at most 5000 ms), flushes and closes the outputs, ends the
- * worker and removes every callback registration. Whatever it returns (but for the first code and
- * a refusal on the worker) the library is no longer initialized afterwards and can be initialized
- * again.
+ * worker and removes every callback registration. Whatever it returns (a refusal on the
+ * worker apart) the library is not initialized afterwards and can be initialized again.
  *
  * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE when events had to be discarded,
  * an output could not be flushed, or the caller is the worker (from a callback: nothing is done).
  *
  * Blocking: up to 5000 ms for the queue, and until the output that has the event in hand returns.
- * A process that exits without it neither hangs nor crashes; on Linux queued events then still get
- * at most 5000 ms, on Windows they are lost.
+ *
+ * A process that exits without it neither hangs nor crashes: on Linux queued events then still get
+ * at most 5000 ms, on Windows they are lost. A forked child starts with the library not initialized
+ * and without callbacks, whatever the parent has. On Windows call it before you unload the library:
+ * while initialized the library stays loaded.
  */
 ZVEVENT_API uint32_t zvEventShutdown(void);
 
@@ -190,7 +195,8 @@ ZVEVENT_API uint32_t zvEventShutdown(void);
  *
  * config_path  file to read; NULL or "" means the one in force.
  *
- * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_INVALID_ARGUMENT (unreadable file, bad
+ * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_INVALID_ARGUMENT (no path, which comes
+ * first and so is told when not initialized too, unreadable file, bad
  * value); ZVEVENT_E_FAILURE (an output could not be opened).
  *
  * Blocking: as zvEventInitialize; events go on being accepted and delivered meanwhile.
@@ -198,7 +204,8 @@ ZVEVENT_API uint32_t zvEventShutdown(void);
 ZVEVENT_API uint32_t zvEventReloadConfig(const char* config_path);
 
 /*
- * Waits until every event accepted so far has been delivered, then flushes every output.
+ * Waits until nothing is queued and nothing in delivery, then flushes every output. Events that are
+ * submitted meanwhile are waited for too.
  *
  * timeout_ms  longest wait for the queue in milliseconds; 0 waits without limit. Each output is
  *             then given the whole time again.
@@ -237,7 +244,8 @@ ZVEVENT_API uint32_t zvEventSubmitSimple(uint32_t event_id, uint32_t severity,
 
 /*
  * Adds a function that receives every delivered event. Works before zvEventInitialize (and is kept
- * through it); zvEventShutdown removes all registrations. A registration made while an event is
+ * through it); zvEventShutdown, and an initialise that fails when the worker is started, remove all
+ * registrations. A registration made while an event is
  * being delivered receives the next one.
  *
  * callback   required

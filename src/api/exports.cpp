@@ -26,7 +26,7 @@ std::uint32_t CopyLastError(char* buffer, std::uint32_t buffer_size) {
     if (buffer == nullptr || buffer_size == 0) {
         return Finish(ZVEVENT_E_INVALID_ARGUMENT, "Invalid last-error buffer");
     }
-    const std::string& text = zvevent::LastErrorText();
+    const std::string_view text = zvevent::LastErrorText();
     const std::size_t length = std::min<std::size_t>(text.size(), buffer_size - 1);
     std::memcpy(buffer, text.data(), length);
     buffer[length] = '\0';
@@ -80,7 +80,7 @@ std::uint32_t zvEventRegisterCallback(zvEventCallback callback, void* user_data,
         if (callback == nullptr || out_id == nullptr) {
             return Finish(ZVEVENT_E_INVALID_ARGUMENT, "Invalid callback registration arguments");
         }
-        *out_id = Lifecycle::Instance().callbacks().Register(callback, user_data);
+        Lifecycle::Instance().callbacks().Register(callback, user_data, out_id);
         return Finish(ZVEVENT_OK, {});
     });
 }

@@ -1,12 +1,15 @@
 #include "api/lifecycle.h"
 
+#include <chrono>
 #include <memory>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "base/last_error.h"
 #include "config/config_loader.h"
 #include "core/normalize.h"
+#include "platform/contain.h"
 #include "platform/process.h"
 
 namespace zvevent {
@@ -39,9 +42,11 @@ std::uint32_t Load(const char* path, std::string_view default_error, EventCore::
 
 }  // namespace
 
+// The instance's memory. No destructor of it ever runs.
+alignas(Lifecycle) unsigned char Lifecycle::storage_[sizeof(Lifecycle)];
+
 Lifecycle& Lifecycle::Instance() {
-    alignas(Lifecycle) static unsigned char storage[sizeof(Lifecycle)];
-    static Lifecycle* const instance = new (storage) Lifecycle();
+    static Lifecycle* const instance = new (storage_) Lifecycle();
     return *instance;
 }
 
@@ -49,19 +54,18 @@ std::uint32_t Lifecycle::Initialize(const char* config_path) {
     EventCore::Config config;
     const std::uint32_t loaded = Load(config_path, "zvEvent config load failed", config);
     if (loaded != ZVEVENT_OK) return loaded;
-    Transition transition(transition_mutex_, std::defer_lock);
-    if (!EventCore::OnWorkerThread()) {
-        transition.lock();
-    } else if (!transition.try_lock()) {
+    if (EventCore::OnWorkerThread() && !initialized_) {
         // A shutdown is waiting for this very thread.
         return Fail(ZVEVENT_E_FAILURE,
-                    "zvEventInitialize was called from a callback while the "
-                    "library shuts down");
+                    "zvEventInitialize cannot be called from a callback during a shutdown");
     }
+    Transition transition(transition_mutex_, std::defer_lock);
+    if (!EventCore::OnWorkerThread()) transition.lock();
     const std::scoped_lock lock(lifecycle_mutex_);
-    if (initialized_) {
+    if (initialized_ || EventCore::OnWorkerThread()) {
         return Fail(ZVEVENT_E_ALREADY_INITIALIZED, "zvEvent is already initialized");
     }
+    if (process_ends_) return Fail(ZVEVENT_E_FAILURE, "The process is ending");
     return Start(std::move(config));
 }
 
@@ -71,8 +75,9 @@ std::uint32_t Lifecycle::Start(EventCore::Config config) {
     if (result != ZVEVENT_OK) {
         return Fail(result, sinks_.ErrorText("zvEvent sink initialization failed"));
     }
+    std::string path = config->config_path;
     try {
-        result = core_.Start(config);
+        result = core_.Start(std::move(config));
     } catch (...) {
         sinks_.ShutDown();
         throw;
@@ -81,10 +86,11 @@ std::uint32_t Lifecycle::Start(EventCore::Config config) {
         sinks_.ShutDown();
         return Fail(result, "zvEvent core start failed");
     }
-    config_path_ = config->config_path;
-    DrainAtExit([] { Instance().DrainForExit(); });
-    PinModule();
+    config_path_.swap(path);
     initialized_ = true;
+    PinModule();
+    DrainAtExit([] { Instance().DrainForExit(); });
+    InChildAfterFork([] { new (storage_) Lifecycle(); });
     return Succeed();
 }
 
@@ -108,7 +114,8 @@ std::uint32_t Lifecycle::Shutdown() {
 // Under transition_mutex_, no longer initialized.
 std::uint32_t Lifecycle::Stop() {
     const std::uint32_t core_result = core_.Stop(kStopTimeoutMs);
-    const std::string core_error = sinks_.ErrorText("zvEvent core shutdown failed");
+    std::string core_error;
+    Contain([&] { core_error = sinks_.ErrorText("zvEvent core shutdown failed"); });
     const std::uint32_t sinks_result = sinks_.ShutDown();
     if (core_result != ZVEVENT_OK) return Fail(core_result, core_error);
     if (sinks_result != ZVEVENT_OK) return Fail(sinks_result, "zvEvent sink shutdown failed");
@@ -131,9 +138,10 @@ std::uint32_t Lifecycle::Reload(const char* config_path) {
     if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
     std::uint32_t result = sinks_.Reload(*config);
     if (result != ZVEVENT_OK) return Fail(result, sinks_.ErrorText(kFailed));
-    result = core_.Reload(config);
+    path = config->config_path;
+    result = core_.Reload(std::move(config));
     if (result != ZVEVENT_OK) return Fail(result, "zvEvent core config reload failed");
-    config_path_ = config->config_path;
+    config_path_.swap(path);
     return Succeed();
 }
 
@@ -161,11 +169,20 @@ std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {
     return Succeed();
 }
 
-// The process ends without a shutdown. No lock of the lifecycle: whoever holds it may be gone or
-// waiting.
+// The process ends without a shutdown, or while one is under way on another thread, which then gets
+// the time to deliver. Waits for no lock without a limit: whoever holds it may never let go.
 void Lifecycle::DrainForExit() {
-    if (EventCore::OnWorkerThread()) return;  // exit() inside a callback
+    process_ends_ = true;
+    if (EventCore::OnWorkerThread()) {  // exit() inside a callback: the queue cannot go on
+        Contain([this] { sinks_.Flush(kStopTimeoutMs); });
+        return;
+    }
     initialized_ = false;
+    Transition transition(transition_mutex_, std::defer_lock);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
+    while (!transition.try_lock() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     core_.StopAtExit(kStopTimeoutMs);
 }
 

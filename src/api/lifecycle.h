@@ -36,6 +36,8 @@ private:
 
     using Transition = std::unique_lock<std::mutex>;
 
+    static unsigned char storage_[];
+
     std::uint32_t Start(EventCore::Config config);
     std::uint32_t Stop();
     void DrainForExit();
@@ -45,7 +47,8 @@ private:
     // Written under lifecycle_mutex_; read without it where a call that came a moment earlier or
     // later could have seen the same.
     std::atomic<bool> initialized_{false};
-    std::string config_path_;  // under lifecycle_mutex_: the configuration in force
+    std::atomic<bool> process_ends_{false};  // nothing is started any more
+    std::string config_path_;                // under lifecycle_mutex_: the configuration in force
 
     SinkSet sinks_;
     EventCore core_{sinks_};

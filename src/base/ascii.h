@@ -1,4 +1,4 @@
-// Letter case of the ASCII letters, whatever the process's locale. Any thread.
+// The ASCII letters and digits and their case, whatever the process's locale. Any thread.
 #pragma once
 
 #include <string>
@@ -8,6 +8,15 @@ namespace zvevent {
 
 constexpr char ToLowerAscii(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr char ToUpperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+constexpr bool IsAlnumAscii(char c) {
+    const char lower = ToLowerAscii(c);
+    return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9');
 }
 
 std::string LowerAscii(std::string_view text);

@@ -1,26 +1,31 @@
 #include "base/last_error.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace zvevent {
 
 namespace {
 
-std::string& Text() {
-    thread_local std::string text;
-    return text;
-}
+struct Text {
+    std::size_t length;
+    char bytes[kLastErrorBytes];
+};
+thread_local Text last_error;  // zero-initialised: empty
 
 }  // namespace
 
-void SetLastErrorText(std::string_view text) {
-    Text().assign(text);
+void SetLastErrorText(std::string_view text) noexcept {
+    last_error.length = std::min(text.size(), kLastErrorBytes);
+    if (!text.empty()) std::memcpy(last_error.bytes, text.data(), last_error.length);
 }
 
 void ClearLastErrorText() noexcept {
-    Text().clear();
+    last_error.length = 0;
 }
 
-const std::string& LastErrorText() {
-    return Text();
+std::string_view LastErrorText() noexcept {
+    return {last_error.bytes, last_error.length};
 }
 
 }  // namespace zvevent

@@ -1,5 +1,6 @@
 #include "config/config_keys.h"
 
+#include <algorithm>
 #include <array>
 
 namespace zvevent {

@@ -51,7 +51,9 @@ std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) 
     const auto alert = alerts_.find(key_);
     *forward = alert != alerts_.end() ? ProcessActive(*event, alert, action)
                                       : ProcessAbsent(*event, action);
-    if (fingerprint_.capacity() > kKeptScratchBytes) fingerprint_ = std::string();
+    for (std::string* scratch : {&key_, &fingerprint_}) {
+        if (scratch->capacity() > kKeptScratchBytes) *scratch = std::string();
+    }
     return ZVEVENT_OK;
 }
 

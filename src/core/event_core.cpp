@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "base/stop_signal.h"
 #include "platform/contain.h"
 #include "platform/worker_thread.h"
 
@@ -12,6 +13,9 @@ namespace zvevent {
 namespace {
 
 thread_local bool on_worker_thread = false;
+
+// At the end of the process an output that is stuck in a write is not waited for longer than this.
+constexpr std::uint32_t kLastFlushMs = 1000;
 
 // The worker's event keeps its texts' memory for the next one, up to this.
 constexpr std::size_t kKeptTextBytes = 64 * 1024;
@@ -41,6 +45,7 @@ std::uint32_t EventCore::Start(Config config) {
     alert_state_.Clear();
     alert_state_.Configure(*config);
     queue_.Open(config->queue_size, config->drop_policy);
+    StopSignal::Instance().Clear();
     try {
         worker_ = StartWorkerThread([](void* core) { static_cast<EventCore*>(core)->Run(); }, this);
     } catch (...) {
@@ -63,9 +68,10 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
     queue_.StopAccepting();
     std::uint32_t result = WaitUntilDrained(timeout_ms);
     if (result == ZVEVENT_OK) {
-        result = dispatcher_.Flush(timeout_ms);
+        result = FlushOutputs(timeout_ms);
     } else {
         Count(dropped_later_, queue_.Purge());
+        StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
     worker.join();
@@ -87,12 +93,19 @@ void EventCore::StopAtExit(std::uint32_t timeout_ms) {
         worker_.detach();
     }
     queue_.StopAccepting();
-    if (WaitUntilDrained(timeout_ms) == ZVEVENT_OK) {
-        dispatcher_.Flush(timeout_ms);
-    } else {
+    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) {
         queue_.Purge();
+        StopSignal::Instance().Raise();
     }
+    FlushOutputs(kLastFlushMs);
     queue_.RequestStop();
+}
+
+// A stop goes on whatever an output does.
+std::uint32_t EventCore::FlushOutputs(std::uint32_t timeout_ms) {
+    std::uint32_t result = ZVEVENT_E_FAILURE;
+    Contain([&] { result = dispatcher_.Flush(timeout_ms); });
+    return result;
 }
 
 std::uint32_t EventCore::Reload(Config config) {

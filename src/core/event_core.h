@@ -66,6 +66,7 @@ public:
     static bool OnWorkerThread();
 
 private:
+    std::uint32_t FlushOutputs(std::uint32_t timeout_ms);
     void Run();
     void Process(zvEventNormalizedEvent& event);
     void ResetStatistics();

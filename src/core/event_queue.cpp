@@ -13,6 +13,11 @@ namespace {
 
 constexpr std::size_t kFirstRingSize = 64;
 
+// Slots are allocated in steps of an eighth of the ring within these bounds, so that no submit has
+// to wait for much memory at once.
+constexpr std::size_t kFewestSlots = 64;
+constexpr std::size_t kMostSlots = 1024;
+
 // After draining, the worker lingers this long before it looks again, as long as its last round
 // found at least so many events: while events come thick, producers then need no wake-up call and
 // the worker takes them in batches whose cache lines are at rest.
@@ -47,15 +52,14 @@ std::uint64_t EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy 
     RingLingering();
     capacity_ = capacity;
     policy_ = policy;
-    std::uint64_t removed = 0;
-    for (; Depth() > capacity_; ++removed) {
-        if (policy_ == zvEventDropPolicy::drop_debug_info_first && RemoveOldestDebugOrInfo()) {
-            continue;
-        }
-        tail_.store(tail_.load() - 1);
-        searched_to_ = std::min(searched_to_, tail_.load());
-    }
-    return removed;  // at least one event stays queued: the queue cannot have drained by this
+    if (Depth() <= capacity_) return 0;
+    // At least one event stays queued: the queue cannot have drained by this.
+    const std::uint64_t excess = Depth() - capacity_;
+    const std::uint64_t evicted =
+        policy_ == zvEventDropPolicy::drop_debug_info_first ? RemoveDebugOrInfo(excess) : 0;
+    tail_.store(tail_.load() - (excess - evicted));
+    searched_to_ = head_.load();
+    return excess;
 }
 
 void EventQueue::StopAccepting() {
@@ -99,8 +103,9 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
         std::unique_lock lock(producers_mutex_);
         if (!accepting_ || stop_requested_) return Pushed::kRefused;
         const bool full = IsFull();
+        if (full) RingLingering();
         if (full && policy_ == zvEventDropPolicy::drop_newest) return Pushed::kDropped;
-        if (!full && tail_.load(std::memory_order_relaxed) - known_head_ == ring_.size()) Grow();
+        ProvideSlot();
         // Which slot an eviction frees is not known yet: it then counts as one without room.
         const bool needs_block =
             bytes > PackedEvent::kInlineBytes &&
@@ -160,7 +165,8 @@ EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
 }
 
 void EventQueue::WorkerEnded() noexcept {
-    const std::scoped_lock lock(take_mutex_);
+    const std::scoped_lock lock(producers_mutex_, take_mutex_);
+    accepting_ = false;
     in_flight_ = false;
     worker_ended_ = true;
     drained_.notify_all();
@@ -197,41 +203,73 @@ bool EventQueue::EvictOldestDebugOrInfo() {
 }
 
 bool EventQueue::RemoveOldestDebugOrInfo() {
-    const std::uint64_t head = head_.load(std::memory_order_relaxed);
     const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
     // Severities do not change and the order stays, so what was searched need not be again.
-    for (std::uint64_t at = std::max(searched_to_, head); at != tail; ++at) {
-        if (SlotAt(at).severity() > kHighestEvictable) continue;
-        searched_to_ = at;
-        const std::uint64_t mask = ring_.size() - 1;
-        for (; at + 1 != tail; ++at)
-            std::swap(ring_[at & mask], ring_[(at + 1) & mask]);
-        tail_.store(tail - 1, std::memory_order_release);
-        return true;
-    }
-    searched_to_ = tail;
-    return false;
+    std::uint64_t at = std::max(searched_to_, head_.load(std::memory_order_relaxed));
+    while (at != tail && SlotAt(at).severity() > kHighestEvictable)
+        ++at;
+    searched_to_ = at;
+    if (at == tail) return false;
+    Remove(at);
+    return true;
 }
 
-void EventQueue::Grow() {
-    const std::size_t old_size = ring_.size();
-    const std::size_t size = std::max(kFirstRingSize, old_size * 2);
-    auto added = std::make_unique_for_overwrite<PackedEvent[]>(size - old_size);
-    std::vector<PackedEvent*> ring(size);
+// Closes the gap from the side that has fewer events to move.
+void EventQueue::Remove(std::uint64_t at) {
+    const std::uint64_t head = head_.load(std::memory_order_relaxed);
+    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
+    if (at - head < tail - at) {
+        for (; at != head; --at)
+            std::swap(PositionOf(at), PositionOf(at - 1));
+        head_.store(head + 1, std::memory_order_release);
+    } else {
+        for (; at + 1 != tail; ++at)
+            std::swap(PositionOf(at), PositionOf(at + 1));
+        tail_.store(tail - 1, std::memory_order_release);
+    }
+}
+
+// Removes the oldest debug and info events, `most` of them at most, in one pass.
+std::uint64_t EventQueue::RemoveDebugOrInfo(std::uint64_t most) {
+    std::uint64_t removed = 0;
+    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
+    for (std::uint64_t at = head_.load(std::memory_order_relaxed); at != tail; ++at) {
+        if (removed < most && SlotAt(at).severity() <= kHighestEvictable) {
+            ++removed;
+        } else {
+            std::swap(PositionOf(at), PositionOf(at - removed));
+        }
+    }
+    tail_.store(tail - removed, std::memory_order_release);
+    return removed;
+}
+
+// Sees to it that the position at the tail has a slot, with a larger ring when every position is
+// taken. (A full queue whose ring is exactly its capacity needs none: an eviction frees one.)
+void EventQueue::ProvideSlot() {
+    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
+    const std::size_t size = ring_.size();
+    const bool all_taken = tail - known_head_ == size;
+    if (all_taken ? size >= capacity_ : PositionOf(tail) != nullptr) return;
+
+    std::vector<PackedEvent*> larger(all_taken ? std::max(kFirstRingSize, size * 2) : 0);
+    const std::size_t positions = std::max(size, larger.size());
+    const std::size_t count = std::clamp(positions / 8, kFewestSlots, kMostSlots);
     slots_.reserve(slots_.size() + 1);
+    slots_.push_back(std::make_unique_for_overwrite<PackedEvent[]>(count));
 
     const std::scoped_lock lock(take_mutex_);
-    // Every queued event keeps its position; the free positions get the free slots.
-    const std::uint64_t head = head_.load(std::memory_order_relaxed);
-    std::uint64_t position = head;
-    for (std::size_t i = 0; i < old_size; ++i, ++position) {
-        ring[position & (size - 1)] = ring_[position & (old_size - 1)];
+    if (all_taken) {
+        // Every position keeps its slot and the event in it.
+        for (std::uint64_t at = tail - size; at != tail; ++at) {
+            larger[at & (larger.size() - 1)] = PositionOf(at);
+        }
+        ring_.swap(larger);
     }
-    for (std::size_t i = 0; i < size - old_size; ++i, ++position) {
-        ring[position & (size - 1)] = &added[i];
+    std::uint64_t at = tail;
+    for (std::size_t i = 0; i < count && PositionOf(at) == nullptr; ++i, ++at) {
+        PositionOf(at) = &slots_.back()[i];
     }
-    ring_.swap(ring);
-    slots_.push_back(std::move(added));
 }
 
 bool EventQueue::MustRing(std::uint64_t tail) {
@@ -267,7 +305,8 @@ bool EventQueue::TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& fre
 bool EventQueue::Rest() {
     if (std::exchange(taken_since_rest_, 0) >= kWorthLingering) {
         lingering_.store(true, std::memory_order_relaxed);
-        bell_.WaitFor(kLinger);
+        // Who saw no lingering worker did not ring: look once more at what it queued.
+        if (Depth() == 0) bell_.WaitFor(kLinger);
         lingering_.store(false, std::memory_order_relaxed);
         return true;
     }

@@ -75,21 +75,27 @@ public:
     // requested and nothing is queued.
     Taken Take(zvEventNormalizedEvent& event);
 
-    // The worker ends, whatever the reason: nothing is in its hand any longer, and who waits for
-    // the queue to drain must not wait for it.
+    // The worker ends, whatever the reason: nothing is in its hand any longer, who waits for the
+    // queue to drain must not wait for it, and Push refuses.
     void WorkerEnded() noexcept;
 
 private:
     std::size_t Depth() const;  // under either mutex
     bool IsDrained() const;     // under take_mutex_
     void RingLingering();
-    PackedEvent& SlotAt(std::uint64_t position) { return *ring_[position & (ring_.size() - 1)]; }
+    PackedEvent*& PositionOf(std::uint64_t at) { return ring_[at & (ring_.size() - 1)]; }
+    PackedEvent& SlotAt(std::uint64_t at) { return *PositionOf(at); }
 
-    bool IsFull();                   // under producers_mutex_, like the next four
-    bool EvictOldestDebugOrInfo();   // takes take_mutex_
-    bool RemoveOldestDebugOrInfo();  // under both
-    void Grow();                     // takes take_mutex_
+    // Under producers_mutex_:
+    bool IsFull();
+    void ProvideSlot();             // takes take_mutex_ when it has to allocate
+    bool EvictOldestDebugOrInfo();  // takes take_mutex_
     bool MustRing(std::uint64_t tail);
+
+    // Under both:
+    bool RemoveOldestDebugOrInfo();
+    std::uint64_t RemoveDebugOrInfo(std::uint64_t most);
+    void Remove(std::uint64_t at);
 
     bool TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed);  // under take_mutex_
     bool Rest();
@@ -106,7 +112,8 @@ private:
     bool stop_requested_ = false;
     bool asleep_ = false;  // the worker sleeps, or is about to, until the bell rings
 
-    std::vector<PackedEvent*> ring_;  // a power of two of slots
+    // A power of two of positions. Those that were never reached have no slot yet.
+    std::vector<PackedEvent*> ring_;
     std::vector<std::unique_ptr<PackedEvent[]>> slots_;
 
     // Worker's side, written under take_mutex_.

@@ -1,6 +1,6 @@
 // A file that is only ever appended to, whole pieces at a time: each Append is one operation of the
 // system, so that several writers of one file, in one process or in several, never mix within a
-// piece. Paths are UTF-8. Not thread-safe: the owner locks.
+// piece. No signal comes of a write (POSIX). Paths are UTF-8. Not thread-safe: the owner locks.
 #pragma once
 
 #include <cstddef>
@@ -33,5 +33,8 @@ private:
 
 // Whether the file cannot be opened for reading, or has no bytes.
 bool FileIsMissingOrEmpty(const std::string& path);
+
+// Empties the file if it still has exactly that many bytes.
+void EmptyFileOfSize(const std::string& path, std::uint64_t size);
 
 }  // namespace zvevent

@@ -174,6 +174,13 @@ std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t, std::uint32_t) noexce
     return Guarded(kFailed, [&] {
         const std::string& text = handle->document.Text();
         if (text == handle->file_text) return 0u;
+        // What someone else has written meanwhile is not overwritten; the next load completes it.
+        std::string now;
+        if (!zvevent::ReadWholeFile(handle->path.c_str(), zvevent::ConfigDocument::kMaxBytes,
+                                    now) ||
+            now != handle->file_text) {
+            return kFailed;
+        }
         if (!zvevent::ReplaceFileContents(handle->path.c_str(), text)) return kFailed;
         handle->file_text = text;
         return 0u;

@@ -10,6 +10,10 @@ namespace zvevent {
 // nothing.
 void DrainAtExit(void (*drain)());
 
+// Has `renew` called in every child that is forked from now on, before fork returns there: POSIX
+// only. The first call registers, later ones do nothing.
+void InChildAfterFork(void (*renew)());
+
 // Keeps this library loaded until UnpinModule, however often the application unloads it. On POSIX
 // it is linked to stay loaded for good.
 void PinModule();

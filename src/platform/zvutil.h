@@ -1,6 +1,6 @@
-// The product family's utility library as this library uses it: clock, directories and the XML
-// configuration tree. This header is the only way in, so that a product build can link the
-// family's own library in place of the implementation beside it.
+// The product family's utility library as this library uses it: clock, directories, HTTP requests
+// and the XML configuration tree. This header is the only way in, so that a product build can link
+// the family's own library in place of the implementation beside it.
 //
 // Functions return 0 for success and non-zero for failure unless said otherwise. No exception
 // leaves them. Paths are UTF-8. A configuration handle belongs to one thread at a time.
@@ -26,6 +26,44 @@ std::uint32_t zvOSFileIsDir(const char* path) noexcept;
 // Creates one directory (the parent must exist). `mode` are POSIX permission bits, subject to the
 // process's umask, and have no effect on Windows.
 std::uint32_t zvOSMakeDir(const char* path, std::uint32_t mode) noexcept;
+
+// --- HTTP ----------------------------------------------------------------------------------------
+
+// Sends one HTTP/1.1 request and waits for its answer. Returns non-zero when a whole answer with a
+// 2xx status came, 0 for every other outcome, a redirect among them: none is followed.
+//
+// `url`: http or https, without user name and password (they fail the request). No proxy is used.
+// `method`: upper-case letters, such as "POST".
+// `headers`: header lines "Name: value" joined by the single byte 0xA7, or null. They are sent in
+// this order as they stand (without white space around them), also those with an empty value, and
+// beside them only what the transport needs: Host, Content-Length, on Windows Connection. A line
+// without a name and a colon is passed over, and so are Content-Length and Transfer-Encoding, as
+// they are the transport's own. Any control character but a tab fails the request before anything
+// is sent. Two lines, their names in any letter case, are settings; they are not sent, and of each
+// the first holds:
+//   X-zvEvent-TLS-Verify: 0                 the server's certificate is not looked at; otherwise
+//   its
+//                                           chain is verified with the system's trust store, and
+//                                           the host's name
+//   X-zvEvent-Connect-Timeout-Ms: <number>  time for name, connection and TLS handshake; 0 or
+//                                           no number: only the time-out of the whole holds
+// `body`: `body_length` bytes, unchanged and valid during the call; null with a length of 0.
+// `timeout_ms`: for the whole exchange; 0 stands for 5000.
+// `response`, `response_length`: set to the answer's body, whatever its status, with a 0 byte after
+// it that is not counted; to be released with ZVFree. Null and 0 when there is none. After 1 MiB
+// the transfer is ended, and the status decides. Both arguments may be null.
+//
+// Any number of threads may call this at the same time. Connections are kept and used again by
+// whichever thread comes next to the same server. When the server has closed a kept one without an
+// answer, the request is sent once more on a new one. A forked child starts with none of them.
+// Raises no signals. On Linux the environment variable SSL_CERT_FILE, read once, names a file of
+// trusted certificates to be used in place of the system's file.
+std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* headers,
+                              const void* body, std::uint32_t body_length, void** response,
+                              std::uint32_t* response_length, std::uint32_t timeout_ms) noexcept;
+
+// Releases a response; null is allowed.
+void ZVFree(void* memory) noexcept;
 
 // --- Configuration tree --------------------------------------------------------------------------
 //
@@ -61,7 +99,8 @@ std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
 // Writes the tree back to its file: a temporary file beside it, synced and renamed over it, so that
 // a crash leaves the old file or the new one. All that was not written through the handle stays
 // byte for byte, and with it the file's permissions and the target of a symbolic link. Writes
-// nothing when nothing changed. The last two arguments must be 0 and 1.
+// nothing when nothing changed, and fails when someone else has written the file since it was
+// opened. The last two arguments must be 0 and 1.
 std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t reserved, std::uint32_t flags) noexcept;
 
 // Non-zero when the key exists.

@@ -35,31 +35,30 @@ zvEventRecord RecordOf(const zvEventNormalizedEvent& event) {
 
 }  // namespace
 
-std::uint32_t zvEventCallbackSink::Register(zvEventCallback callback, void* user_data) {
+void zvEventCallbackSink::Register(zvEventCallback callback, void* user_data, std::uint32_t* id) {
     const std::scoped_lock lock(registry_mutex_);
-    auto changed = std::make_shared<Registrations>(*registrations_);
+    auto changed = Copy();
     changed->push_back({next_id_, callback, user_data});
     registrations_ = std::move(changed);
-    const std::uint32_t id = next_id_++;
+    *id = next_id_++;
     if (next_id_ == 0) next_id_ = 1;
-    return id;
 }
 
 bool zvEventCallbackSink::Unregister(std::uint32_t id) {
     const std::scoped_lock lock(registry_mutex_);
-    const auto found = std::find_if(registrations_->begin(), registrations_->end(),
+    auto changed = Copy();
+    const auto found = std::find_if(changed->begin(), changed->end(),
                                     [id](const Registration& entry) { return entry.id == id; });
-    if (found == registrations_->end()) return false;
-    auto changed = std::make_shared<Registrations>(*registrations_);
-    changed->erase(changed->begin() + (found - registrations_->begin()));
+    if (found == changed->end()) return false;
+    changed->erase(found);
     registrations_ = std::move(changed);
     return true;
 }
 
-void zvEventCallbackSink::UnregisterAll() {
-    auto none = std::make_shared<Registrations>();
+void zvEventCallbackSink::UnregisterAll() noexcept {
+    std::shared_ptr<const Registrations> former;
     const std::scoped_lock lock(registry_mutex_);
-    registrations_ = std::move(none);
+    registrations_.swap(former);
 }
 
 std::uint32_t zvEventCallbackSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
@@ -68,7 +67,7 @@ std::uint32_t zvEventCallbackSink::write(const zvEventNormalizedEvent& event, st
         const std::scoped_lock lock(registry_mutex_);
         registrations = registrations_;
     }
-    if (registrations->empty()) return ZVEVENT_OK;
+    if (registrations == nullptr || registrations->empty()) return ZVEVENT_OK;
     const zvEventRecord record = RecordOf(event);
     std::uint32_t result = ZVEVENT_OK;
     for (const Registration& entry : *registrations) {
@@ -78,6 +77,11 @@ std::uint32_t zvEventCallbackSink::write(const zvEventNormalizedEvent& event, st
         }
     }
     return result;
+}
+
+std::shared_ptr<zvEventCallbackSink::Registrations> zvEventCallbackSink::Copy() const {
+    return registrations_ != nullptr ? std::make_shared<Registrations>(*registrations_)
+                                     : std::make_shared<Registrations>();
 }
 
 void zvEventCallbackSink::SetNextId(std::uint32_t id) {

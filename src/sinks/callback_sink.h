@@ -14,15 +14,15 @@
 
 class zvEventCallbackSink final : public zvEventSink {
 public:
-    // Adds a function; it first receives the event after the one in delivery. Returns its id,
-    // never 0: 1, 2, ..., and 1 again after 0xFFFFFFFF.
-    std::uint32_t Register(zvEventCallback callback, void* user_data);
+    // Adds a function; it first receives the event after the one in delivery. Sets *id, before the
+    // function can be called, to its id, never 0: 1, 2, ..., and 1 again after 0xFFFFFFFF.
+    void Register(zvEventCallback callback, void* user_data, std::uint32_t* id);
 
     // Removes the first registration with that id. False when there is none.
     bool Unregister(std::uint32_t id);
 
     // Removes every registration; ids go on counting.
-    void UnregisterAll();
+    void UnregisterAll() noexcept;
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
 
@@ -39,7 +39,9 @@ private:
 
     std::mutex registry_mutex_;
     // Guarded by registry_mutex_. A list is never changed, only replaced, so that delivery takes a
-    // reference instead of a copy.
+    // reference instead of a copy. Null stands for an empty one.
     std::uint32_t next_id_ = 1;
-    std::shared_ptr<const Registrations> registrations_ = std::make_shared<Registrations>();
+    std::shared_ptr<const Registrations> registrations_;
+
+    std::shared_ptr<Registrations> Copy() const;
 };

@@ -1,6 +1,7 @@
 #include "sinks/csv_sink.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "format/csv_row.h"
 #include "platform/directory_tree.h"
@@ -65,7 +66,12 @@ std::uint32_t zvEventCsvSink::write(const zvEventNormalizedEvent& event, std::ui
     const std::uint32_t opened = EnsureOpen();
     if (opened != ZVEVENT_OK) return opened;
     const std::size_t before = pending_.size();
-    zvevent::AppendCsvRow(pending_, event);
+    try {
+        zvevent::AppendCsvRow(pending_, event);
+    } catch (...) {
+        pending_.resize(before);  // no memory: no part of a row stays behind
+        throw;
+    }
     const std::size_t row_bytes = pending_.size() - before;
     if (!flush_each_event_ && pending_.size() < kHandOverBytes) return ZVEVENT_OK;
     if (HandOver()) return ZVEVENT_OK;
@@ -77,8 +83,13 @@ std::uint32_t zvEventCsvSink::write(const zvEventNormalizedEvent& event, std::ui
                 path_);
 }
 
-std::uint32_t zvEventCsvSink::flush(std::uint32_t) {
-    const std::scoped_lock lock(mutex_);
+std::uint32_t zvEventCsvSink::flush(std::uint32_t timeout_ms) {
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (timeout_ms == 0) {
+        lock.lock();
+    } else if (!lock.try_lock_for(std::chrono::milliseconds(timeout_ms))) {
+        return ZVEVENT_E_FAILURE;  // a write is stuck; its own failure will tell why
+    }
     if (!file_.IsOpen() || HandOver()) return ZVEVENT_OK;
     return Fail("Unable to flush zvEvent CSV file: ", path_);
 }
@@ -104,9 +115,13 @@ std::uint32_t zvEventCsvSink::EnsureOpen() {
     return ZVEVENT_OK;
 }
 
-// At once, so that another sink or a reload on the same path finds the file begun.
+// At once, so that another sink or a reload on the same path finds the file begun. A header that
+// came out in part only (a full disk) is taken back: a file that is not empty would never get one.
 bool zvEventCsvSink::WriteHeader() {
-    return file_.Append(zvevent::kCsvHeader) == zvevent::kCsvHeader.size();
+    const std::size_t written = file_.Append(zvevent::kCsvHeader);
+    if (written == zvevent::kCsvHeader.size()) return true;
+    if (written != 0) zvevent::EmptyFileOfSize(path_, written);
+    return false;
 }
 
 // Appends what is pending. After a failure the rows that are not whole in the file stay pending;

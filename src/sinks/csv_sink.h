@@ -41,7 +41,7 @@ private:
     const bool flush_each_event_;
     const std::uint32_t minimum_severity_;
 
-    std::mutex mutex_;
+    std::timed_mutex mutex_;
     // Guarded by mutex_:
     zvevent::AppendFile file_;
     std::string pending_;  // whole rows that are not in the file yet

@@ -1,9 +1,11 @@
 #include "sinks/sink_factory.h"
 
+#include "sinks/alertmanager_sink.h"
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
 #include "sinks/snmp_trap_sink.h"
 #include "sinks/syslog_udp_sink.h"
+#include "sinks/webhook_http_sink.h"
 
 namespace zvevent {
 
@@ -27,6 +29,14 @@ std::uint32_t BuildOpenSink(const zvEventSinkConfig& config, zvEventSinkPtr& sin
     return result;
 }
 
+std::uint32_t BuildWebhookSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
+                               std::string* error) {
+    auto webhook = std::make_shared<zvEventWebhookHttpSink>(config);
+    const std::uint32_t result = webhook->Validate(error);
+    if (result == ZVEVENT_OK) sink = std::move(webhook);
+    return result;
+}
+
 std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, std::string* error) {
     switch (config.kind) {
         case zvEventSinkKind::csv:
@@ -35,6 +45,12 @@ std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, s
             return BuildOpenSink<zvEventSyslogUdpSink>(config, sink, error);
         case zvEventSinkKind::snmp_trap:
             return BuildOpenSink<zvEventSnmpTrapSink>(config, sink, error);
+        case zvEventSinkKind::cloudevents_http:
+        case zvEventSinkKind::webhook_http:
+            return BuildWebhookSink(config, sink, error);
+        case zvEventSinkKind::alertmanager:
+            sink = std::make_shared<zvEventAlertmanagerSink>(config);
+            return ZVEVENT_OK;
         default:
             sink = std::make_shared<zvEventConfiguredSink>(config);
             return ZVEVENT_OK;

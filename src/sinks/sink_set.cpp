@@ -38,8 +38,8 @@ std::uint32_t SinkSet::Replace(const zvEventConfig& config, std::string_view def
     return ZVEVENT_OK;
 }
 
-std::uint32_t SinkSet::ShutDown() {
-    std::shared_ptr<const SinkList> former = std::make_shared<SinkList>();
+std::uint32_t SinkSet::ShutDown() noexcept {
+    std::shared_ptr<const SinkList> former = no_sinks_;
     const std::scoped_lock lock(sink_list_mutex_);
     active_.swap(former);
     callback_sink_->UnregisterAll();
@@ -96,7 +96,7 @@ void SinkSet::SetErrorText(std::string_view text) {
     if (!text.empty()) SetLastErrorText(text);
 }
 
-void SinkSet::ClearErrorText() {
+void SinkSet::ClearErrorText() noexcept {
     const std::scoped_lock lock(sink_error_mutex_);
     error_text_.clear();
 }

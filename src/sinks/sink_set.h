@@ -34,8 +34,8 @@ public:
     std::uint32_t Initialize(const zvEventConfig& config);
     std::uint32_t Reload(const zvEventConfig& config);
 
-    // Drops every sink and every callback registration.
-    std::uint32_t ShutDown();
+    // Drops every sink and every callback registration. Allocates nothing.
+    std::uint32_t ShutDown() noexcept;
 
     std::uint32_t Dispatch(const zvEventNormalizedEvent& event, std::uint64_t* failures,
                            std::uint64_t* fallbacks) override;
@@ -54,15 +54,16 @@ private:
     std::uint32_t Replace(const zvEventConfig& config, std::string_view default_error);
     std::shared_ptr<const SinkList> ActiveSinks();
     void SetErrorText(std::string_view text);
-    void ClearErrorText();
+    void ClearErrorText() noexcept;
 
     const Factory factory_;
     const std::shared_ptr<zvEventCallbackSink> callback_sink_ =
         std::make_shared<zvEventCallbackSink>();
 
+    const std::shared_ptr<const SinkList> no_sinks_ = std::make_shared<SinkList>();
     std::mutex sink_list_mutex_;
     // Guarded by sink_list_mutex_. A list is never changed, only replaced.
-    std::shared_ptr<const SinkList> active_ = std::make_shared<SinkList>();
+    std::shared_ptr<const SinkList> active_ = no_sinks_;
 
     std::mutex sink_error_mutex_;
     std::string error_text_;  // guarded by sink_error_mutex_; empty: none

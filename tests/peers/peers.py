@@ -78,20 +78,25 @@ def config(**sinks):
     return f'<zvCFG>{key("QRV", key("Events", core + state + key("sink", text)))}</zvCFG>'
 
 
-def emit(directory, config_text, events):
-    """Submits `events` (dicts of record fields; str, bytes or numbers) and waits for the end."""
-    path = os.path.join(directory, "events.xml")
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(config_text)
-
+def lines(events):
+    """Events (dicts of record fields; str, bytes or numbers) as the programs read them."""
     def encoded(value):
         raw = value if isinstance(value, bytes) else str(value).encode()
         return "".join(chr(b) if 32 <= b < 127 and b != 37 else f"%{b:02X}" for b in raw)
 
-    lines = ""
+    text = ""
     for event in events:
-        lines += "".join(f"{name}={encoded(value)}\n" for name, value in event.items()) + ".\n"
+        text += "".join(f"{name}={encoded(value)}\n" for name, value in event.items()) + ".\n"
+    return text.encode()
+
+
+def emit(directory, config_text, events):
+    """Submits `events` and waits for the end."""
+    path = os.path.join(directory, "events.xml")
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(config_text)
+
     command = shlex.split(os.environ["ZVEVENT_EMIT"])
     path = os.environ.get("ZVEVENT_PATH_PREFIX", "") + path
-    done = subprocess.run(command + [path], input=lines.encode(), capture_output=True, timeout=120)
+    done = subprocess.run(command + [path], input=lines(events), capture_output=True, timeout=120)
     assert done.returncode == 0, done.stderr.decode(errors="replace")

@@ -1,7 +1,6 @@
 // What a CSV file looks like after the disk was full in the middle of a row: a size limit of the
 // process stands in for the disk.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -18,20 +17,31 @@ class FileSizeLimit {
 public:
     explicit FileSizeLimit(std::size_t bytes) {
         getrlimit(RLIMIT_FSIZE, &former_);
-        former_handler_ = signal(SIGXFSZ, SIG_IGN);
         rlimit limit = former_;
         limit.rlim_cur = bytes;
         setrlimit(RLIMIT_FSIZE, &limit);
     }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &former_);
-        signal(SIGXFSZ, former_handler_);
-    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &former_); }
 
 private:
     rlimit former_{};
-    sighandler_t former_handler_;
 };
+
+TEST(CsvFullDisk, TakesBackAHeaderThatDidNotFit) {
+    const test::TempDirectory directory;
+    zvEventSinkConfig config;
+    config.csv.path = directory.File("e.csv");
+    std::shared_ptr<zvEventCsvSink> sink;
+    {
+        const FileSizeLimit limit(100);
+        std::string error;
+        EXPECT_EQ(zvEventCsvSink::Create(config, &sink, &error), ZVEVENT_E_FAILURE);
+        EXPECT_EQ(error, "Unable to write zvEvent CSV header: " + config.csv.path);
+        EXPECT_EQ(directory.Read("e.csv"), "");
+    }
+    EXPECT_EQ(zvEventCsvSink::Create(config, &sink, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(directory.Read("e.csv"), kCsvHeader);
+}
 
 TEST(CsvFullDisk, EndsTheCutRowAndLosesOnlyWhatItReported) {
     zvEventNormalizedEvent event = test::SampleEvent();

@@ -26,20 +26,27 @@ public:
     TempDirectory(const TempDirectory&) = delete;
     TempDirectory& operator=(const TempDirectory&) = delete;
 
-    // The path of a file in it, as the library takes paths.
-    std::string File(const std::string& name) const { return (path_ / name).string(); }
+    // The path of a file in it, UTF-8, as the library takes paths.
+    std::string File(const std::string& name) const {
+        const std::u8string path = Path(name).u8string();
+        return {path.begin(), path.end()};
+    }
 
     std::string Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path_ / name, std::ios::binary) << bytes;
+        std::ofstream(Path(name), std::ios::binary) << bytes;
         return File(name);
     }
 
     std::string Read(const std::string& name) const {
-        std::ifstream file(path_ / name, std::ios::binary);
+        std::ifstream file(Path(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
 private:
+    std::filesystem::path Path(const std::string& name) const {
+        return path_ / std::u8string(name.begin(), name.end());
+    }
+
     std::filesystem::path path_;
 };
 

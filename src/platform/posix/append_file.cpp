@@ -1,15 +1,60 @@
 #include "platform/append_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 namespace zvevent {
 
+namespace {
+
+// A write may raise SIGPIPE (the path is a pipe) or SIGXFSZ (a limit of the process), which would
+// end the application. While one of these lives they are held back on this thread, and one that a
+// write raised is taken away.
+class WriteSignalsHeld {
+public:
+    WriteSignalsHeld() {
+        sigemptyset(&held_);
+        sigaddset(&held_, SIGPIPE);
+        sigaddset(&held_, SIGXFSZ);
+        sigpending(&before_);
+        pthread_sigmask(SIG_BLOCK, &held_, &former_mask_);
+    }
+    ~WriteSignalsHeld() {
+        sigset_t pending;
+        sigpending(&pending);
+        for (const int signal : {SIGPIPE, SIGXFSZ}) {
+            if (sigismember(&pending, signal) == 1 && sigismember(&before_, signal) == 0) {
+                sigset_t one;
+                sigemptyset(&one);
+                sigaddset(&one, signal);
+                constexpr timespec kNow{};
+                sigtimedwait(&one, nullptr, &kNow);
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &former_mask_, nullptr);
+    }
+    WriteSignalsHeld(const WriteSignalsHeld&) = delete;
+    WriteSignalsHeld& operator=(const WriteSignalsHeld&) = delete;
+
+private:
+    sigset_t held_;
+    sigset_t before_;
+    sigset_t former_mask_;
+};
+
+}  // namespace
+
 bool AppendFile::Open(const std::string& path) {
     Close();
-    handle_ = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    // O_NONBLOCK changes nothing for files; a pipe that nobody reads is refused instead of waited
+    // for.
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    handle_ = ::open(path.c_str(), kFlags, 0666);
     return IsOpen();
 }
 
@@ -19,6 +64,7 @@ void AppendFile::Close() noexcept {
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) noexcept {
+    const WriteSignalsHeld held;
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t written =
@@ -38,6 +84,16 @@ bool FileIsMissingOrEmpty(const std::string& path) {
     const off_t end = ::lseek(file, 0, SEEK_END);
     ::close(file);
     return end < 1;
+}
+
+void EmptyFileOfSize(const std::string& path, std::uint64_t size) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) return;
+    struct stat status {};
+    if (fstat(file, &status) == 0 && static_cast<std::uint64_t>(status.st_size) == size) {
+        static_cast<void>(ftruncate(file, 0) == 0);
+    }
+    ::close(file);
 }
 
 }  // namespace zvevent

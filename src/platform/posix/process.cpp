@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -22,6 +23,12 @@ void DrainAtExit(void (*drain)()) {
     if (registered_drain != nullptr) return;
     registered_drain = drain;
     std::atexit(RunDrain);
+}
+
+void InChildAfterFork(void (*renew)()) {
+    static bool registered = false;
+    if (registered) return;
+    registered = pthread_atfork(nullptr, nullptr, renew) == 0;
 }
 
 void PinModule() {}

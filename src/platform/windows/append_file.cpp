@@ -4,12 +4,17 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 
 #include "platform/windows/wide_text.h"
 
 namespace zvevent {
 
 namespace {
+
+// NTFS appends atomically. Network shares and emulations may look for the end first and write then:
+// with one append at a time, the writers of this process at least never mix there either.
+std::mutex append_mutex;
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -31,6 +36,7 @@ void AppendFile::Close() noexcept {
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) noexcept {
+    const std::scoped_lock lock(append_mutex);
     std::size_t done = 0;
     while (done < bytes.size()) {
         const auto piece = static_cast<DWORD>(
@@ -54,6 +60,17 @@ bool FileIsMissingOrEmpty(const std::string& path) {
     const bool has_bytes = GetFileSizeEx(file, &size) != 0 && size.QuadPart > 0;
     CloseHandle(file);
     return !has_bytes;
+}
+
+void EmptyFileOfSize(const std::string& path, std::uint64_t size) {
+    const HANDLE file = CreateFileW(WideText(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return;
+    LARGE_INTEGER found;
+    if (GetFileSizeEx(file, &found) != 0 && static_cast<std::uint64_t>(found.QuadPart) == size) {
+        SetEndOfFile(file);  // a fresh handle stands at the start
+    }
+    CloseHandle(file);
 }
 
 }  // namespace zvevent

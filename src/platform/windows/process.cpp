@@ -12,6 +12,8 @@ HMODULE pinned_module = nullptr;
 
 void DrainAtExit(void (*)()) {}
 
+void InChildAfterFork(void (*)()) {}
+
 void PinModule() {
     GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&PinModule),
                        &pinned_module);

@@ -1,0 +1,166 @@
+// What one zvEventSubmit costs the submitting thread: bursts into a queue of 1,024 with a live
+// worker and one callback. Only the submits are timed; between bursts the queue drains. Every event
+// is counted in the callback, and a run that lost one fails.
+//
+// "Floor" is the least that any such library must do: number, clock reading, ten texts into one
+// block, one uncontended lock. Compare within one run: machines are noisy, ratios are not.
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <string>
+
+#include "allocation_count.h"
+#include "platform/zvutil.h"
+#include "zvEvent/zvEvent.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Ten texts of about 260 bytes in all.
+zvEventRecord SampleRecord() {
+    zvEventRecord record{};
+    record.struct_size = sizeof record;
+    record.version = ZVEVENT_API_VERSION;
+    record.event_type = "temperature.high";
+    record.source_id = "rack-07/psu-1";
+    record.source_name = "Power supply 1 of rack 7";
+    record.message = "Power supply 1 of rack 7 reports 81.5 C, limit 75.0 C, fan speed nominal";
+    record.severity = zvEventSeverityWarning;
+    record.action = "measure";
+    record.dedupe_key = "rack-07/psu-1/temperature";
+    record.correlation_id = "7b1f3c52-9d0e-4b5a";
+    record.timecode = "10:23:45:12";
+    record.value = 81.5;
+    record.threshold = 75.0;
+    record.units = "C";
+    record.details_json = R"({"fan_rpm":4200,"inlet_c":24.5,"redundant":true,"slot":1})";
+    return record;
+}
+
+// The library, initialised once for all benchmarks with callbacks as its only output.
+class Library {
+public:
+    static Library& Instance() {
+        static Library library;
+        return library;
+    }
+
+    std::uint64_t Delivered() const { return delivered_.load(); }
+
+private:
+    Library() {
+        const auto path = std::filesystem::temp_directory_path() / "zvevent-bench.xml";
+        std::ofstream(path) << R"(<zvCFG><key name="QRV"><key name="Events"><key name="sink">)"
+                               R"(<key name="native"><key name="main"><value name="enabled">0)"
+                               R"(</value></key></key></key></key></key></zvCFG>)";
+        std::uint32_t id = 0;
+        zvEventRegisterCallback(
+            [](const zvEventRecord*, void* count) {
+                static_cast<std::atomic<std::uint64_t>*>(count)->fetch_add(
+                    1, std::memory_order_relaxed);
+            },
+            &delivered_, &id);
+        if (zvEventInitialize(path.string().c_str()) != ZVEVENT_OK) std::abort();
+        std::filesystem::remove(path);
+    }
+    ~Library() { zvEventShutdown(); }
+
+    std::atomic<std::uint64_t> delivered_{0};
+};
+
+void SubmitBursts(benchmark::State& state) {
+    Library& library = Library::Instance();
+    const auto burst = static_cast<std::uint64_t>(state.range(0));
+    const zvEventRecord record = SampleRecord();
+    for (std::uint64_t i = 0; i < burst; ++i)
+        zvEventSubmit(&record);  // the ring finds its size
+    zvEventFlush(0);
+    const std::uint64_t before = library.Delivered();
+    const std::uint64_t allocated_before = AllocationCount();
+    std::uint64_t submitted = 0;
+    for (auto _ : state) {
+        const auto start = Clock::now();
+        for (std::uint64_t i = 0; i < burst; ++i)
+            zvEventSubmit(&record);
+        const std::chrono::duration<double> spent = Clock::now() - start;
+        state.SetIterationTime(spent.count());
+        submitted += burst;
+        zvEventFlush(0);
+    }
+    if (library.Delivered() - before != submitted) state.SkipWithError("events were lost");
+    state.counters["allocations"] =
+        static_cast<double>(AllocationCount() - allocated_before) / static_cast<double>(submitted);
+    state.counters["submit"] = benchmark::Counter(
+        static_cast<double>(submitted), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(SubmitBursts)
+    ->Arg(50)
+    ->Arg(500)
+    ->UseManualTime()
+    ->Iterations(2000)
+    ->Unit(benchmark::kMicrosecond);
+
+void SubmitOneAMillisecond(benchmark::State& state) {
+    Library& library = Library::Instance();
+    const zvEventRecord record = SampleRecord();
+    const std::uint64_t before = library.Delivered();
+    std::uint64_t submitted = 0;
+    for (auto _ : state) {
+        const auto due = Clock::now() + std::chrono::milliseconds(1);
+        while (Clock::now() < due) {
+        }
+        const auto start = Clock::now();
+        zvEventSubmit(&record);
+        const std::chrono::duration<double> spent = Clock::now() - start;
+        state.SetIterationTime(spent.count());
+        ++submitted;
+    }
+    zvEventFlush(0);
+    if (library.Delivered() - before != submitted) state.SkipWithError("events were lost");
+}
+BENCHMARK(SubmitOneAMillisecond)->UseManualTime()->Iterations(1000);
+
+void SubmitFiltered(benchmark::State& state) {
+    Library::Instance();
+    zvEventRecord record = SampleRecord();
+    record.severity = zvEventSeverityDebug;
+    for (auto _ : state)
+        zvEventSubmit(&record);
+}
+BENCHMARK(SubmitFiltered);
+
+void Floor(benchmark::State& state) {
+    static std::atomic<std::uint64_t> id{1};
+    static std::mutex mutex;
+    static char block[1024];
+    const zvEventRecord record = SampleRecord();
+    const char* texts[] = {record.event_type,     record.source_id, record.source_name,
+                           record.message,        record.action,    record.dedupe_key,
+                           record.correlation_id, record.timecode,  record.units,
+                           record.details_json};
+    for (auto _ : state) {
+        std::uint64_t numbers[] = {id.fetch_add(1), zvOSGetTimePTPNano()};
+        std::size_t lengths[std::size(texts)];
+        for (std::size_t i = 0; i < std::size(texts); ++i)
+            lengths[i] = std::strlen(texts[i]);
+        const std::scoped_lock lock(mutex);
+        std::memcpy(block, numbers, sizeof numbers);
+        char* to = block + sizeof numbers;
+        for (std::size_t i = 0; i < std::size(texts); ++i) {
+            std::memcpy(to, texts[i], lengths[i]);
+            to += lengths[i];
+        }
+        benchmark::DoNotOptimize(block);
+    }
+}
+BENCHMARK(Floor);
+
+}  // namespace

@@ -1,0 +1,30 @@
+#include "base/stop_signal.h"
+
+#include <new>
+
+namespace zvevent {
+
+StopSignal& StopSignal::Instance() {
+    alignas(StopSignal) static unsigned char storage[sizeof(StopSignal)];
+    static StopSignal* const instance = new (storage) StopSignal();
+    return *instance;
+}
+
+void StopSignal::Raise() {
+    const std::scoped_lock lock(mutex_);
+    raised_ = true;
+    raised_changed_.notify_all();
+}
+
+void StopSignal::Clear() {
+    const std::scoped_lock lock(mutex_);
+    raised_ = false;
+}
+
+bool StopSignal::Pause(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    std::unique_lock lock(mutex_);
+    return !raised_changed_.wait_until(lock, end, [this] { return raised_; });
+}
+
+}  // namespace zvevent

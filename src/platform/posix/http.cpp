@@ -1,0 +1,241 @@
+// HTTP requests through libcurl. Each request borrows one of a few easy handles, which keep their
+// connections between requests. No global here has a destructor, as requests may be under way when
+// the process ends.
+#include <curl/curl.h>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/http_exchange.h"
+
+namespace zvevent {
+namespace {
+
+// One sender needs one handle; more are kept only for requests that really met.
+constexpr std::size_t kIdleClients = 4;
+constexpr long kConnectionsPerClient = 16;
+
+std::array<std::atomic<CURL*>, kIdleClients> idle_clients{};
+
+CURL* TakeClient() {
+    for (std::atomic<CURL*>& slot : idle_clients) {
+        if (CURL* client = slot.exchange(nullptr, std::memory_order_acquire)) return client;
+    }
+    return curl_easy_init();
+}
+
+void ReturnClient(CURL* client) {
+    curl_easy_reset(client);
+    for (std::atomic<CURL*>& slot : idle_clients) {
+        CURL* empty = nullptr;
+        if (slot.compare_exchange_strong(empty, client, std::memory_order_release,
+                                         std::memory_order_relaxed)) {
+            return;
+        }
+    }
+    curl_easy_cleanup(client);
+}
+
+// The connections are the parent's: closing them in the child would end its TLS sessions, so the
+// child forgets them.
+void ForgetClientsInChild() {
+    for (std::atomic<CURL*>& slot : idle_clients) {
+        slot.store(nullptr, std::memory_order_relaxed);
+    }
+}
+
+// OpenSSL would take itself down in an exit handler, which runs before earlier ones that still send
+// and beside threads that do. libcurl may have been built with another TLS library: then there is
+// no such function.
+void KeepTlsUntilTheEnd() {
+    constexpr std::uint64_t kNoExitHandler = 0x00080000;  // OPENSSL_INIT_NO_ATEXIT
+    using InitCrypto = int (*)(std::uint64_t options, const void* settings);
+    void* const symbol = dlsym(RTLD_DEFAULT, "OPENSSL_init_crypto");
+    if (symbol != nullptr) reinterpret_cast<InitCrypto>(symbol)(kNoExitHandler, nullptr);
+}
+
+// libcurl, started by the first request and never ended.
+struct Curl {
+    bool started;
+    const char* trusted_certificates;  // null: the system's
+};
+
+const Curl& StartedCurl() {
+    static const Curl curl = [] {
+        KeepTlsUntilTheEnd();
+        pthread_atfork(nullptr, nullptr, ForgetClientsInChild);
+        const char* const file = secure_getenv("SSL_CERT_FILE");
+        return Curl{.started = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK,
+                    .trusted_certificates = file != nullptr ? strdup(file) : nullptr};
+    }();
+    return curl;
+}
+
+// The calling thread cannot be hit by a SIGPIPE of its own: one that comes in is taken out again.
+class SigpipeHeld {
+public:
+    SigpipeHeld() {
+        sigset_t pending;
+        sigpending(&pending);
+        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&sigpipe_);
+        sigaddset(&sigpipe_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &sigpipe_, &former_);
+    }
+    ~SigpipeHeld() {
+        constexpr timespec kNoWait{};
+        while (!was_pending_ && sigtimedwait(&sigpipe_, nullptr, &kNoWait) < 0 && errno == EINTR) {
+        }
+        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
+    }
+    SigpipeHeld(const SigpipeHeld&) = delete;
+    SigpipeHeld& operator=(const SigpipeHeld&) = delete;
+
+private:
+    sigset_t sigpipe_;
+    sigset_t former_;
+    bool was_pending_;
+};
+
+curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+std::size_t Receive(char* bytes, std::size_t, std::size_t count, void* response) {
+    return static_cast<HttpResponse*>(response)->Append(bytes, count) ? count : 0;
+}
+
+class HeaderList {
+public:
+    HeaderList() = default;
+    ~HeaderList() { curl_slist_free_all(first_); }
+    HeaderList(const HeaderList&) = delete;
+    HeaderList& operator=(const HeaderList&) = delete;
+
+    bool Add(const std::string& line) {
+        curl_slist* const grown = curl_slist_append(first_, line.c_str());
+        if (grown != nullptr) first_ = grown;
+        return grown != nullptr;
+    }
+    curl_slist* Get() const { return first_; }
+
+private:
+    curl_slist* first_ = nullptr;
+};
+
+// libcurl reads "Name:" as "leave this header out" and writes "Name;" as the header with an empty
+// value. What it would add by itself is left out in that way.
+bool FillHeaders(const HttpRequest& request, HeaderList& list) {
+    for (const std::string_view line : request.headers) {
+        const std::string_view value = line.substr(line.find(':') + 1);
+        const bool empty = value.find_first_not_of(" \t") == std::string_view::npos;
+        const std::string name(HttpHeaderName(line));
+        if (!list.Add(empty ? name + ';' : std::string(line))) return false;
+    }
+    for (const char* const added : {"Accept", "Content-Type", "Expect"}) {
+        const bool given = std::any_of(
+            request.headers.begin(), request.headers.end(),
+            [&](std::string_view line) { return SameHttpHeader(HttpHeaderName(line), added); });
+        if (!given && !list.Add(std::string(added) + ':')) return false;
+    }
+    return true;
+}
+
+// One borrowed handle and what is set on it.
+class Transfer {
+public:
+    explicit Transfer(CURL* client) : client_(client) {}
+    ~Transfer() { ReturnClient(client_); }
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    void SetTransport(const HttpRequest& request) {
+        const long timeout = Milliseconds(request.timeout_ms);
+        const long connect = Milliseconds(request.connect_timeout_ms);
+        Set(CURLOPT_NOSIGNAL, 1L);
+        Set(CURLOPT_QUICK_EXIT, 1L);  // a name server that hangs does not hold the request
+        Set(CURLOPT_TIMEOUT_MS, timeout);
+        Set(CURLOPT_CONNECTTIMEOUT_MS, connect != 0 ? std::min(connect, timeout) : timeout);
+        Set(CURLOPT_MAXCONNECTS, kConnectionsPerClient);
+        Set(CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
+        Set(CURLOPT_PROTOCOLS_STR, "http,https");
+        Set(CURLOPT_PROXY, "");
+        Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+        Set(CURLOPT_SSL_VERIFYPEER, request.verify_tls ? 1L : 0L);
+        Set(CURLOPT_SSL_VERIFYHOST, request.verify_tls ? 2L : 0L);
+        if (const char* file = StartedCurl().trusted_certificates) Set(CURLOPT_CAINFO, file);
+    }
+
+    void SetRequest(const HttpRequest& request, const HeaderList& headers) {
+        Set(CURLOPT_URL, request.url);
+        Set(CURLOPT_PATH_AS_IS, 1L);
+        Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+        Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+        Set(CURLOPT_HTTP09_ALLOWED, 0L);
+        Set(CURLOPT_FOLLOWLOCATION, 0L);
+        Set(CURLOPT_HTTPHEADER, headers.Get());
+        const std::string_view method = request.method;
+        if (method == "HEAD") {
+            Set(CURLOPT_NOBODY, 1L);
+        } else if (method != "GET" || request.body_length != 0) {
+            Set(CURLOPT_POST, 1L);
+            Set(CURLOPT_POSTFIELDS, request.body_length != 0 ? request.body : "");
+            Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_length));
+        }
+        Set(CURLOPT_CUSTOMREQUEST, request.method);
+    }
+
+    // Whether the answer is a whole one and a good one.
+    bool Run(HttpResponse& response) {
+        Set(CURLOPT_WRITEFUNCTION, Receive);
+        Set(CURLOPT_WRITEDATA, &response);
+        if (result_ != CURLE_OK) return false;
+        const SigpipeHeld held;
+        result_ = curl_easy_perform(client_);
+        const bool ended_here = result_ == CURLE_WRITE_ERROR && response.Truncated();
+        long status = 0;
+        curl_easy_getinfo(client_, CURLINFO_RESPONSE_CODE, &status);
+        return (result_ == CURLE_OK || ended_here) && IsHttpSuccess(status);
+    }
+
+private:
+    template <typename Value>
+    void Set(CURLoption option, Value value) {
+        if (result_ == CURLE_OK) result_ = curl_easy_setopt(client_, option, value);
+    }
+
+    static long Milliseconds(std::uint32_t ms) {  // libcurl takes no more than an int
+        return static_cast<long>(std::min<std::uint32_t>(ms, INT_MAX));
+    }
+
+    CURL* client_;
+    CURLcode result_ = CURLE_OK;
+};
+
+}  // namespace
+
+bool RunHttpExchange(const HttpRequest& request, HttpResponse& response) {
+    HeaderList headers;
+    if (!FillHeaders(request, headers) || !StartedCurl().started) return false;
+    CURL* const client = TakeClient();
+    if (client == nullptr) return false;
+    Transfer transfer(client);
+    transfer.SetTransport(request);
+    transfer.SetRequest(request, headers);
+    return transfer.Run(response);
+}
+
+}  // namespace zvevent

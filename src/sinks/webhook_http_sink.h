@@ -1,0 +1,65 @@
+// The webhook output: one HTTP POST an event, of the library's own JSON document or of a
+// CloudEvents envelope. Serves entries of both kinds, webhook_http and cloudevents_http.
+//
+// write runs on the worker and lasts as long as the request, its retries and the pauses between
+// them. The sink's mutex is held all that time.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "base/stop_signal.h"
+#include "config/config.h"
+#include "platform/zvutil.h"
+#include "sinks/sink.h"
+
+class zvEventWebhookHttpSink final : public zvEventSink {
+public:
+    // What the sink sends and waits by.
+    struct Transport {
+        decltype(&zvOSHTTPCommand) command = &zvOSHTTPCommand;
+        decltype(&ZVFree) release = &ZVFree;
+        // Returns false when no further try may follow.
+        bool (*pause)(std::chrono::milliseconds) = [](std::chrono::milliseconds time) {
+            return zvevent::StopSignal::Instance().Pause(time);
+        };
+    };
+
+    explicit zvEventWebhookHttpSink(const zvEventSinkConfig& config)
+        : zvEventWebhookHttpSink(config, Transport()) {}
+    zvEventWebhookHttpSink(const zvEventSinkConfig& config, const Transport& transport);
+
+    // Whether the entry's settings can work: ZVEVENT_OK, or ZVEVENT_E_INVALID_ARGUMENT with a text
+    // in *error, which may be null. A sink that fails it must not be used.
+    std::uint32_t Validate(std::string* error) const;
+
+    std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
+
+    // The text of the last POST that failed; empty before the first. Waits for a write to end.
+    std::string LastError();
+
+private:
+    // All under mutex_.
+    void BuildBody(const zvEventNormalizedEvent& event);
+    bool Deliver();
+    bool Post();
+
+    const Transport transport_;
+    const std::uint32_t minimum_severity_;
+    const std::string endpoint_url_;
+    const std::string payload_mode_;  // lower case
+    const bool sends_cloud_events_;
+    const std::uint32_t request_timeout_ms_;
+    const std::uint32_t retry_count_;
+    const std::uint32_t backoff_ms_;
+    const std::string cloudevents_source_;
+    const std::string subject_prefix_;
+    const std::string headers_;  // of every request, as the HTTP function takes them
+
+    std::mutex mutex_;
+    // Guarded by mutex_:
+    std::string body_;  // keeps its memory for the next event
+    std::string last_error_;
+};

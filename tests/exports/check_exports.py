@@ -1,0 +1,67 @@
+"""What the built library shows to the outside: exactly the exported names, its own name, and on
+Windows the DLLs that it needs and how it may be loaded.
+
+    check_exports.py LIBRARY NM OBJDUMP
+"""
+import re
+import subprocess
+import sys
+
+TEXT = "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+CONFIG = "RK34zvEventAlertmanagerFormatterConfig"
+EXPORTS = [
+    f"_Z30zvEventFormatAlertmanagerAlertRK22zvEventNormalizedEvent{CONFIG}P{TEXT}",
+    f"_Z31zvEventFormatAlertmanagerRecordPK13zvEventRecord{CONFIG}P{TEXT}",
+    "zvEventFlush",
+    "zvEventGetApiVersion",
+    "zvEventGetLastError",
+    "zvEventInitialize",
+    "zvEventInstallWindowsEventSource",
+    "zvEventRegisterCallback",
+    "zvEventReloadConfig",
+    "zvEventRemoveWindowsEventSource",
+    "zvEventShutdown",
+    "zvEventSubmit",
+    "zvEventSubmitSimple",
+    "zvEventUnregisterCallback",
+]
+SYSTEM_DLLS = {"KERNEL32.DLL", "ADVAPI32.DLL", "MSVCRT.DLL", "WS2_32.DLL", "WINHTTP.DLL"}
+LOADING = {"HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"}
+
+
+def output(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def check_elf(library, nm, objdump):
+    # Each line ends with a kind and a name; the version is a symbol of kind A, which some tools
+    # write as NAME@@NAME.
+    table = output(nm, "-D", "--defined-only", library)
+    symbols = [line.split()[-2:] for line in table.splitlines()]
+    versions = {name.split("@@")[0] for kind, name in symbols if kind == "A"}
+    assert versions == {"ZVEVENT_1"}, versions
+    names = sorted(name for kind, name in symbols if kind != "A")
+    assert names == [f"{name}@@ZVEVENT_1" for name in EXPORTS], names
+    soname = re.findall(r"SONAME\s+(\S+)", output(objdump, "-p", library))
+    assert soname == ["libzvEvent.so.1"], soname
+
+
+def check_dll(library, objdump):
+    text = output(objdump, "-p", library)
+    table = text.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
+    names = re.findall(r"^\s*\[\s*\d+\].*?(\S+)$", table, re.MULTILINE)
+    assert names == EXPORTS, names
+    own_name = re.findall(r"^Name\s+[0-9a-f]+ (\S+)$", text, re.MULTILINE)
+    assert own_name == ["zvEvent.dll"], own_name
+    needed = {name.upper() for name in re.findall(r"DLL Name: (\S+)", text)}
+    assert needed and needed <= SYSTEM_DLLS, needed - SYSTEM_DLLS
+    characteristics = text.split("DllCharacteristics")[1].split("SizeOfStackReserve")[0]
+    missing = LOADING - set(characteristics.split())
+    assert not missing, missing
+
+
+library, nm, objdump = sys.argv[1:]
+if library.endswith(".dll"):
+    check_dll(library, objdump)
+else:
+    check_elf(library, nm, objdump)
