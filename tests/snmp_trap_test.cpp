@@ -102,8 +102,7 @@ TEST(SnmpTrap, IsBuiltFromTheEventAndOneClockReading) {
         "30 10 06 08 2B 06 01 02 01 01 03 00 43 04 0C CC CC CD "
         "30 1A 06 0A 2B 06 01 06 03 01 01 04 01 00 06 0C 2B 06 01 04 01 81 FD 59 01 01 00 01";
     const std::string values[] = {"\x02\x01\x03",
-                                  "\x04\x05"
-                                  "error",
+                                  "\4\5error",
                                   "\x04\x01"
                                   "7",
                                   "",
