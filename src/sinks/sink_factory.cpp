@@ -3,6 +3,8 @@
 #include "sinks/alertmanager_sink.h"
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
+#include "sinks/snmp_trap_sink.h"
+#include "sinks/syslog_udp_sink.h"
 #include "sinks/webhook_http_sink.h"
 
 namespace zvevent {
@@ -14,6 +16,16 @@ std::uint32_t BuildCsvSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink
     std::shared_ptr<zvEventCsvSink> csv;
     const std::uint32_t result = zvEventCsvSink::Create(config, &csv, error);
     sink = std::move(csv);
+    return result;
+}
+
+// A sink that is built first and opened then.
+template <typename Sink>
+std::uint32_t BuildOpenSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
+                            std::string* error) {
+    auto built = std::make_shared<Sink>(config);
+    const std::uint32_t result = built->Open(error);
+    sink = std::move(built);
     return result;
 }
 
@@ -29,6 +41,10 @@ std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, s
     switch (config.kind) {
         case zvEventSinkKind::csv:
             return BuildCsvSink(config, sink, error);
+        case zvEventSinkKind::syslog_udp:
+            return BuildOpenSink<zvEventSyslogUdpSink>(config, sink, error);
+        case zvEventSinkKind::snmp_trap:
+            return BuildOpenSink<zvEventSnmpTrapSink>(config, sink, error);
         case zvEventSinkKind::cloudevents_http:
         case zvEventSinkKind::webhook_http:
             return BuildWebhookSink(config, sink, error);

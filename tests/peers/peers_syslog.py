@@ -1,0 +1,118 @@
+"""The syslog output against rsyslogd, set up as docs/syslog.md says: every field of every event comes
+back equal, and goes onward over TCP byte for byte."""
+import json
+import os
+import re
+import shutil
+import socket
+import sys
+import tempfile
+
+import peers
+
+RSYSLOGD = shutil.which("rsyslogd", path=os.environ["PATH"] + ":/usr/sbin")
+if RSYSLOGD is None:
+    sys.exit(77)
+
+NASTY = 'quote " bracket ] [ backslash \\ \\" umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
+TEXTS = ["action", "event_type", "source_id", "source_name", "dedupe_key", "correlation_id",
+         "timecode", "units", "details_json"]
+EVENTS = [
+    {"event_type": "temperature", "source_id": "psu-1", "source_name": "Power supply 1",
+     "message": "Too hot", "severity": 2, "action": "raise", "dedupe_key": "psu-1/temperature",
+     "correlation_id": "c-7", "event_id": 42, "utc_ns": 1700000000123456789,
+     "ptp_ns": 1700000037123456789, "pts": -90000, "timecode": "10:00:00:12", "value": 81.5,
+     "threshold": 75.25, "units": "C", "duration_ms": 1500, "details_json": '{"fan":["ok"]}'},
+    {**{name: f"{name} {NASTY}" for name in TEXTS}, "message": NASTY, "severity": 3,
+     "event_id": 2**64 - 1, "utc_ns": 4102444799999999999, "ptp_ns": 2**64 - 1, "pts": -2**63,
+     "value": -1234567.0, "threshold": 0.00001234567, "duration_ms": 2**64 - 1},
+    {"event_type": "large", "source_id": "s", "source_name": "s", "action": "update",
+     "message": "m" * 7000, "details_json": "{}", "severity": 0, "utc_ns": 1, "event_id": 3, "ptp_ns": 5},
+]
+SEVERITIES = ["debug", "info", "warning", "error"]
+
+
+def expected(event):
+    fields = {name: event.get(name, "") for name in TEXTS}
+    fields |= {name: str(event.get(name, 0)) for name in
+               ["event_id", "utc_ns", "ptp_ns", "pts", "duration_ms"]}
+    fields |= {name: f"{event.get(name, 0):g}" for name in ["value", "threshold"]}
+    return fields | {"version": "65536", "severity": SEVERITIES[event["severity"]]}
+
+
+def setup(directory, udp_port, tcp_port):
+    """The set-up of the documentation, its paths and addresses put into this test's hands."""
+    page = os.path.join(os.path.dirname(__file__), "../../docs/syslog.md")
+    with open(page, encoding="utf-8") as file:
+        text = re.search(r"```rsyslog\n(.*?)```", file.read(), re.S)[1]
+    for old, new in [("/var/log/zvevent.json", f"{directory}/zvevent.json"),
+                     ('target="collector.example" port="6514"',
+                      f'target="127.0.0.1" port="{tcp_port}"'),
+                     ('port="5140"', f'address="127.0.0.1" port="{udp_port}"')]:
+        assert old in text, old
+        text = text.replace(old, new)
+    text += f'input(type="imudp" address="::1" port="{udp_port}" ruleset="zvevent")\n'
+    path = os.path.join(directory, "rsyslog.conf")
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+    return path
+
+
+def receive_counted(connection, count):
+    """Messages framed by their lengths in bytes."""
+    stream = connection.makefile("rb")
+    for _ in range(count):
+        digits = b""
+        while (byte := stream.read(1)) != b" ":
+            digits += byte
+        yield stream.read(int(digits)).decode()
+
+
+def listening(port):
+    """Whether a UDP port of 127.0.0.1 and of ::1 is taken."""
+    for family, host in [(socket.AF_INET, "127.0.0.1"), (socket.AF_INET6, "::1")]:
+        with socket.socket(family, socket.SOCK_DGRAM) as probe:
+            try:
+                probe.bind((host, port))
+                return False
+            except OSError:
+                pass
+    return True
+
+
+def main():
+    with tempfile.TemporaryDirectory() as directory, socket.create_server(("127.0.0.1", 0)) as tcp:
+        tcp.settimeout(peers.DEADLINE_S)
+        port = peers.free_port()
+        path = setup(directory, port, tcp.getsockname()[1])
+        with peers.running([RSYSLOGD, "-n", "-f", path, "-i", os.path.join(directory, "pid")]):
+            peers.wait_for(lambda: listening(port), "rsyslogd")
+            for host in ["127.0.0.1", "::1"]:
+                peers.emit(directory, peers.config(syslog__udp={
+                    "host": host, "port": port, "facility": "local4"}), EVENTS)
+            log = os.path.join(directory, "zvevent.json")
+
+            def lines():
+                if not os.path.exists(log):
+                    return None
+                with open(log, encoding="utf-8") as file:
+                    found = file.readlines()
+                return found if len(found) == 2 * len(EVENTS) else None
+
+            received = [json.loads(line) for line in peers.wait_for(lines, "the events")]
+            connection = tcp.accept()[0]
+            connection.settimeout(peers.DEADLINE_S)
+            forwarded = list(receive_counted(connection, len(received)))
+    for event, document, raw in zip(EVENTS * 2, received, forwarded, strict=True):
+        assert document["rfc5424-sd"]["zavorin@32473"] == expected(event), (document, event)
+        assert document["msg"] == event["message"], document
+        priority = 20 * 8 + {0: 7, 2: 4, 3: 3}[event["severity"]]
+        message_id = re.sub("[^!-~]", "_", event["event_type"].encode().decode("latin-1"))[:32]
+        header = re.match(r"<(\d+)>1 (\S+)\.(\d{9})Z \S+ zvEvent \d+ (\S+) \[zavorin@32473 ", raw)
+        assert header and header[1] == str(priority), raw
+        assert header[3] == str(event["utc_ns"])[-9:].zfill(9), raw
+        assert header[4] == message_id, raw
+        assert raw.endswith('"] ' + event["message"]), raw
+
+
+main()
