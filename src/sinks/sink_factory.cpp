@@ -2,6 +2,7 @@
 
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
+#include "sinks/native_sink.h"
 
 namespace zvevent {
 
@@ -15,10 +16,20 @@ std::uint32_t BuildCsvSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink
     return result;
 }
 
+std::uint32_t BuildNativeSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
+                              std::string* error) {
+    auto native = std::make_shared<zvEventNativeSink>(config);
+    const std::uint32_t result = native->Open(error);
+    sink = std::move(native);
+    return result;
+}
+
 std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, std::string* error) {
     switch (config.kind) {
         case zvEventSinkKind::csv:
             return BuildCsvSink(config, sink, error);
+        case zvEventSinkKind::native:
+            return BuildNativeSink(config, sink, error);
         default:
             sink = std::make_shared<zvEventConfiguredSink>(config);
             return ZVEVENT_OK;
