@@ -87,11 +87,10 @@ void EventCore::StopAtExit(std::uint32_t timeout_ms) {
         worker_.detach();
     }
     queue_.StopAccepting();
-    if (WaitUntilDrained(timeout_ms) == ZVEVENT_OK) {
-        dispatcher_.Flush(timeout_ms);
-    } else {
-        queue_.Purge();
-    }
+    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) queue_.Purge();
+    // In either case: no output is destroyed when the process ends, and what one has collected so
+    // far would be lost with it.
+    dispatcher_.Flush(timeout_ms);
     queue_.RequestStop();
 }
 
