@@ -164,8 +164,13 @@ std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {
 // The process ends without a shutdown. No lock of the lifecycle: whoever holds it may be gone or
 // waiting.
 void Lifecycle::DrainForExit() {
-    if (EventCore::OnWorkerThread()) return;  // exit() inside a callback
     initialized_ = false;
+    if (EventCore::OnWorkerThread()) {
+        // exit() inside a callback: nobody can deliver what is queued, but what the outputs have
+        // collected is not lost.
+        sinks_.Flush(kStopTimeoutMs);
+        return;
+    }
     core_.StopAtExit(kStopTimeoutMs);
 }
 
