@@ -41,7 +41,10 @@ std::uint32_t Load(const char* path, std::string_view default_error, EventCore::
 
 Lifecycle& Lifecycle::Instance() {
     alignas(Lifecycle) static unsigned char storage[sizeof(Lifecycle)];
-    static Lifecycle* const instance = new (storage) Lifecycle();
+    static Lifecycle* const instance = [] {
+        ReleaseAtUnload([] { Instance().~Lifecycle(); });
+        return new (storage) Lifecycle();
+    }();
     return *instance;
 }
 

@@ -28,4 +28,6 @@ void PinModule() {}
 
 void UnpinModule() {}
 
+void ReleaseAtUnload(void (*)()) {}
+
 }  // namespace zvevent
