@@ -22,7 +22,7 @@ inline zvEventNormalizedEvent SampleEvent() {
     event.timecode = "10:00:00:12";
     event.value = 81.5;
     event.threshold = 75.3;
-    event.units = "C";
+    event.units += "C";  // assigning one letter makes GCC 12 warn without cause
     event.duration_ms = 1500;
     event.details_json = R"({"fan":"ok"})";
     return event;
