@@ -105,17 +105,17 @@ std::uint32_t zvEventGetApiVersion() {
 std::uint32_t zvEventInstallWindowsEventSource(const char* source_name,
                                                const char* message_file_path) {
     return Guarded("zvEventInstallWindowsEventSource", [&] {
-        std::string error;
+        std::string error = "Windows Event Log source installation failed";
         const std::uint32_t result =
             zvevent::InstallEventSource(source_name, message_file_path, error);
-        return Finish(result, error);
+        return Finish(result, result == ZVEVENT_OK ? std::string_view() : error);
     });
 }
 
 std::uint32_t zvEventRemoveWindowsEventSource(const char* source_name) {
     return Guarded("zvEventRemoveWindowsEventSource", [&] {
-        std::string error;
+        std::string error = "Windows Event Log source removal failed";
         const std::uint32_t result = zvevent::RemoveEventSource(source_name, error);
-        return Finish(result, error);
+        return Finish(result, result == ZVEVENT_OK ? std::string_view() : error);
     });
 }

@@ -46,7 +46,10 @@ std::uint32_t Load(const char* path, std::string_view default_error, EventCore::
 alignas(Lifecycle) unsigned char Lifecycle::storage_[sizeof(Lifecycle)];
 
 Lifecycle& Lifecycle::Instance() {
-    static Lifecycle* const instance = new (storage_) Lifecycle();
+    static Lifecycle* const instance = [] {
+        ReleaseAtUnload([] { Instance().~Lifecycle(); });
+        return new (storage_) Lifecycle();
+    }();
     return *instance;
 }
 

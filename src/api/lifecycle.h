@@ -18,8 +18,8 @@ namespace zvevent {
 
 class Lifecycle {
 public:
-    // The process's one instance. It is never destroyed: threads may call in, and the worker may
-    // run, until the very end of the process.
+    // The process's one instance. The end of the process does not destroy it: threads may call in,
+    // and the worker may run, until then. Only an unload does.
     static Lifecycle& Instance();
 
     std::uint32_t Initialize(const char* config_path);

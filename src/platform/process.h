@@ -1,5 +1,5 @@
 // The process that the library is a guest in: how it ends, and that the library stays loaded as
-// long as its code may run. Called by one thread at a time, under a lock of the lifecycle.
+// long as its code may run. Called by one thread at a time.
 #pragma once
 
 namespace zvevent {
@@ -18,5 +18,9 @@ void InChildAfterFork(void (*renew)());
 // it is linked to stay loaded for good.
 void PinModule();
 void UnpinModule();
+
+// Has `release` called when the application unloads this library, which it only can while nothing
+// of it runs, and goes on without it: Windows only. Not called when the process ends.
+void ReleaseAtUnload(void (*release)());
 
 }  // namespace zvevent

@@ -3,6 +3,7 @@
 #include "sinks/alertmanager_sink.h"
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
+#include "sinks/native_sink.h"
 #include "sinks/snmp_trap_sink.h"
 #include "sinks/syslog_udp_sink.h"
 #include "sinks/webhook_http_sink.h"
@@ -43,6 +44,8 @@ std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, s
             return BuildCsvSink(config, sink, error);
         case zvEventSinkKind::syslog_udp:
             return BuildOpenSink<zvEventSyslogUdpSink>(config, sink, error);
+        case zvEventSinkKind::native:
+            return BuildOpenSink<zvEventNativeSink>(config, sink, error);
         case zvEventSinkKind::snmp_trap:
             return BuildOpenSink<zvEventSnmpTrapSink>(config, sink, error);
         case zvEventSinkKind::cloudevents_http:

@@ -35,4 +35,6 @@ void PinModule() {}
 
 void UnpinModule() {}
 
+void ReleaseAtUnload(void (*)()) {}
+
 }  // namespace zvevent

@@ -7,6 +7,7 @@ namespace zvevent {
 namespace {
 
 HMODULE pinned_module = nullptr;
+void (*registered_release)() = nullptr;
 
 }  // namespace
 
@@ -26,4 +27,17 @@ void UnpinModule() {
     FreeLibrary(module);
 }
 
+void ReleaseAtUnload(void (*release)()) {
+    registered_release = release;
+}
+
 }  // namespace zvevent
+
+// The loader calls it, under its lock; in the DLL only.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID process_ends) {
+    if (reason == DLL_PROCESS_DETACH && process_ends == nullptr &&
+        zvevent::registered_release != nullptr) {
+        zvevent::registered_release();
+    }
+    return TRUE;
+}
