@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "format/ber.h"
 
@@ -101,20 +102,12 @@ TEST(SnmpTrap, IsBuiltFromTheEventAndOneClockReading) {
         "30 82 01 33 02 01 01 04 01 63 A7 82 01 29 02 01 09 02 01 00 02 01 00 30 82 01 1C "
         "30 10 06 08 2B 06 01 02 01 01 03 00 43 04 0C CC CC CD "
         "30 1A 06 0A 2B 06 01 06 03 01 01 04 01 00 06 0C 2B 06 01 04 01 81 FD 59 01 01 00 01";
-    const std::string values[] = {"\x02\x01\x03",
-                                  "\4\5error",
-                                  "\x04\x01"
-                                  "7",
-                                  "",
-                                  "",
-                                  "",
-                                  "",
-                                  "",
-                                  "",
-                                  "",
-                                  "\x04\x01"
-                                  "0",
-                                  "\x04\x02{}"};
+    std::vector<std::string> values(12);
+    values[0] = "\2\1\3";
+    values[1] = "\4\5error";
+    values[2] = "\4\0017";
+    values[10] = "\4\0010";
+    values[11] = "\4\2{}";
     char number = 1;
     for (const std::string& given : values) {
         const std::string value = given.empty() ? std::string("\x04\0", 2) : given;
