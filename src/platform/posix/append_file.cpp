@@ -6,48 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
+
+#include "platform/posix/signals_held.h"
 
 namespace zvevent {
-
-namespace {
-
-// A write may raise SIGPIPE (the path is a pipe) or SIGXFSZ (a limit of the process), which would
-// end the application. While one of these lives they are held back on this thread, and one that a
-// write raised is taken away.
-class WriteSignalsHeld {
-public:
-    WriteSignalsHeld() {
-        sigemptyset(&held_);
-        sigaddset(&held_, SIGPIPE);
-        sigaddset(&held_, SIGXFSZ);
-        sigpending(&before_);
-        pthread_sigmask(SIG_BLOCK, &held_, &former_mask_);
-    }
-    ~WriteSignalsHeld() {
-        sigset_t pending;
-        sigpending(&pending);
-        for (const int signal : {SIGPIPE, SIGXFSZ}) {
-            if (sigismember(&pending, signal) == 1 && sigismember(&before_, signal) == 0) {
-                sigset_t one;
-                sigemptyset(&one);
-                sigaddset(&one, signal);
-                constexpr timespec kNow{};
-                sigtimedwait(&one, nullptr, &kNow);
-            }
-        }
-        pthread_sigmask(SIG_SETMASK, &former_mask_, nullptr);
-    }
-    WriteSignalsHeld(const WriteSignalsHeld&) = delete;
-    WriteSignalsHeld& operator=(const WriteSignalsHeld&) = delete;
-
-private:
-    sigset_t held_;
-    sigset_t before_;
-    sigset_t former_mask_;
-};
-
-}  // namespace
 
 bool AppendFile::Open(const std::string& path) {
     Close();
@@ -64,7 +26,7 @@ void AppendFile::Close() noexcept {
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) noexcept {
-    const WriteSignalsHeld held;
+    const SignalsHeld held({SIGPIPE, SIGXFSZ});
     std::size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t written =

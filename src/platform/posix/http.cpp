@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include <string_view>
 
 #include "platform/http_exchange.h"
+#include "platform/posix/signals_held.h"
 
 namespace zvevent {
 namespace {
@@ -83,32 +83,6 @@ const Curl& StartedCurl() {
     }();
     return curl;
 }
-
-// The calling thread cannot be hit by a SIGPIPE of its own: one that comes in is taken out again.
-class SigpipeHeld {
-public:
-    SigpipeHeld() {
-        sigset_t pending;
-        sigpending(&pending);
-        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-        sigemptyset(&sigpipe_);
-        sigaddset(&sigpipe_, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &sigpipe_, &former_);
-    }
-    ~SigpipeHeld() {
-        constexpr timespec kNoWait{};
-        while (!was_pending_ && sigtimedwait(&sigpipe_, nullptr, &kNoWait) < 0 && errno == EINTR) {
-        }
-        pthread_sigmask(SIG_SETMASK, &former_, nullptr);
-    }
-    SigpipeHeld(const SigpipeHeld&) = delete;
-    SigpipeHeld& operator=(const SigpipeHeld&) = delete;
-
-private:
-    sigset_t sigpipe_;
-    sigset_t former_;
-    bool was_pending_;
-};
 
 curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
@@ -215,7 +189,7 @@ public:
         Set(CURLOPT_WRITEFUNCTION, Receive);
         Set(CURLOPT_WRITEDATA, &response);
         if (result_ != CURLE_OK) return false;
-        const SigpipeHeld held;
+        const SignalsHeld held({SIGPIPE});
         result_ = curl_easy_perform(client_);
         const bool ended_here = result_ == CURLE_WRITE_ERROR && response.Truncated();
         long status = 0;
