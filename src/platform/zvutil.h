@@ -35,18 +35,18 @@ std::uint32_t zvOSMakeDir(const char* path, std::uint32_t mode) noexcept;
 // `url`: http or https, without user name and password (they fail the request). No proxy is used.
 // `method`: upper-case letters, such as "POST".
 // `headers`: header lines "Name: value" joined by the single byte 0xA7, or null. They are sent in
-// this order as they stand (without white space around them), also those with an empty value, and
-// beside them only what the transport needs: Host, Content-Length, on Windows Connection. A line
-// without a name and a colon is passed over, and so are Content-Length and Transfer-Encoding, as
-// they are the transport's own. Any control character but a tab fails the request before anything
-// is sent. Two lines, their names in any letter case, are settings; they are not sent, and of each
-// the first holds:
-//   X-zvEvent-TLS-Verify: 0                 the server's certificate is not looked at; otherwise
-//   its
-//                                           chain is verified with the system's trust store, and
-//                                           the host's name
-//   X-zvEvent-Connect-Timeout-Ms: <number>  time for name, connection and TLS handshake; 0 or
-//                                           no number: only the time-out of the whole holds
+// this order (a Host line may go first) as they stand but for white space around them, also those
+// with an empty value, and beside them only what the transport needs: Host, Content-Length, on
+// Windows Connection. A line without a name and a colon is passed over, and so are Content-Length
+// and Transfer-Encoding, as they are the transport's own. Any control character but a tab fails the
+// request before anything is sent. Windows may recode bytes beyond ASCII. Two lines, their names in
+// any letter case, are settings; they are not sent, and of each the first holds:
+//   X-zvEvent-TLS-Verify: 0
+//       The server's certificate is not looked at. With any other value, and without this line, its
+//       chain is verified with the system's trust store, and the name of the host.
+//   X-zvEvent-Connect-Timeout-Ms: <number>
+//       For name, connection and TLS handshake. With 0, no number or without this line only the
+//       time-out of the whole exchange holds.
 // `body`: `body_length` bytes, unchanged and valid during the call; null with a length of 0.
 // `timeout_ms`: for the whole exchange; 0 stands for 5000.
 // `response`, `response_length`: set to the answer's body, whatever its status, with a 0 byte after

@@ -84,6 +84,8 @@ const Curl& StartedCurl() {
     return curl;
 }
 
+// Connections end with exec. Two local sockets by which libcurl wakes itself, a pair a handle, do
+// not: it gives no access to them.
 curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
