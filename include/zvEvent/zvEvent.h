@@ -180,12 +180,13 @@ ZVEVENT_API uint32_t zvEventInitialize(const char* config_path);
  * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE when events had to be discarded,
  * an output could not be flushed, or the caller is the worker (from a callback: nothing is done).
  *
- * Blocking: up to 5000 ms for the queue, and until the output that has the event in hand returns.
+ * Blocking: up to 5000 ms for the queue, and until the output that has the event in hand returns;
+ * a reload that is resolving a name on another thread is waited for too.
  *
  * A process that exits without it neither hangs nor crashes: on Linux queued events then still get
  * at most 5000 ms, on Windows they are lost. A forked child starts with the library not initialized
  * and without callbacks, whatever the parent has. On Windows call it before you unload the library:
- * while initialized the library stays loaded.
+ * while initialized, and for good once an HTTP request was made, the library stays loaded.
  */
 ZVEVENT_API uint32_t zvEventShutdown(void);
 

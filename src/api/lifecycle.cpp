@@ -7,6 +7,7 @@
 
 #include "base/last_error.h"
 #include "base/lock_within.h"
+#include "base/stop_signal.h"
 #include "config/config_loader.h"
 #include "core/normalize.h"
 #include "platform/contain.h"
@@ -93,7 +94,11 @@ std::uint32_t Lifecycle::Start(EventCore::Config config) {
     initialized_ = true;
     PinModule();
     DrainAtExit([] { Instance().DrainForExit(); });
-    InChildAfterFork([] { new (storage_) Lifecycle(); });
+    InChildAfterFork([] {
+        new (storage_) Lifecycle();
+        StopSignal::Instance().RenewInChild();
+        EventCore::ForgetWorkerThread();
+    });
     return Succeed();
 }
 

@@ -21,6 +21,10 @@ void StopSignal::Clear() {
     raised_ = false;
 }
 
+void StopSignal::RenewInChild() {
+    new (this) StopSignal();
+}
+
 bool StopSignal::Pause(std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
     std::unique_lock lock(mutex_);

@@ -24,6 +24,9 @@ public:
     // Pauses are possible again.
     void Clear();
 
+    // After a fork, when its locks may be held by threads that are not in the child.
+    void RenewInChild();
+
     // Sleeps for `time` on the monotonic clock. Returns false, at once, when the signal is raised
     // before or meanwhile.
     bool Pause(std::chrono::milliseconds time);

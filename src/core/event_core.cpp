@@ -157,6 +157,10 @@ bool EventCore::OnWorkerThread() {
     return on_worker_thread;
 }
 
+void EventCore::ForgetWorkerThread() {
+    on_worker_thread = false;
+}
+
 void EventCore::Run() {
     // Also when a callback ends the thread by force.
     struct Ending {

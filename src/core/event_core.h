@@ -65,6 +65,9 @@ public:
     // Whether the calling thread is a worker of the library.
     static bool OnWorkerThread();
 
+    // In a child that was forked on a worker: its thread is an ordinary one.
+    static void ForgetWorkerThread();
+
 private:
     std::uint32_t FlushOutputs(std::uint32_t timeout_ms);
     void Run();

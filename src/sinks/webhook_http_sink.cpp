@@ -38,6 +38,14 @@ bool IsCloudEvents(std::string_view mode) {
     return mode == "cloudevents" || mode == "cloudevents_structured";
 }
 
+// A user name and password in a URL are refused by the HTTP layer, and must not come out in a text.
+std::string WithoutCredentials(const std::string& url) {
+    const std::size_t host = url.find("//") + 2;
+    const std::size_t at = url.find_last_of('@', url.find_first_of("/?#", host));
+    if (at == std::string::npos || at < host) return url;
+    return url.substr(0, host) + url.substr(at + 1);
+}
+
 std::string_view Trimmed(std::string_view text) {
     constexpr std::string_view kSpace = " \t\n\v\f\r";
     const std::size_t first = text.find_first_not_of(kSpace);
@@ -169,6 +177,6 @@ bool zvEventWebhookHttpSink::Post() {
         if (response != nullptr) transport_.release(response);
         if (sent != 0) return true;
     }
-    last_error_.assign("zvEvent webhook POST failed: ").append(endpoint_url_);
+    last_error_.assign("zvEvent webhook POST failed: ").append(WithoutCredentials(endpoint_url_));
     return false;
 }

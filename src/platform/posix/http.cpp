@@ -39,6 +39,7 @@ CURL* TakeClient() {
 
 void ReturnClient(CURL* client) {
     curl_easy_reset(client);
+    curl_easy_setopt(client, CURLOPT_NOSIGNAL, 1L);  // also while it is cleaned up
     for (std::atomic<CURL*>& slot : idle_clients) {
         CURL* empty = nullptr;
         if (slot.compare_exchange_strong(empty, client, std::memory_order_release,
@@ -78,8 +79,9 @@ const Curl& StartedCurl() {
         KeepTlsUntilTheEnd();
         pthread_atfork(nullptr, nullptr, ForgetClientsInChild);
         const char* const file = secure_getenv("SSL_CERT_FILE");
-        return Curl{.started = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK,
-                    .trusted_certificates = file != nullptr ? strdup(file) : nullptr};
+        return Curl{
+            .started = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK,
+            .trusted_certificates = file != nullptr && *file != '\0' ? strdup(file) : nullptr};
     }();
     return curl;
 }
@@ -158,6 +160,7 @@ public:
         Set(CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
         Set(CURLOPT_PROXY, "");
+        Set(CURLOPT_NOPROXY, "*");
         Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
         Set(CURLOPT_SSL_VERIFYPEER, request.verify_tls ? 1L : 0L);
         Set(CURLOPT_SSL_VERIFYHOST, request.verify_tls ? 2L : 0L);

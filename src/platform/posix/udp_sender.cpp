@@ -63,7 +63,7 @@ std::optional<int> UdpSender::SendDatagram(std::string_view datagram) {
             stuck_ = false;
             return {};
         }
-        const int code = errno;
+        const int code = sent < 0 ? errno : EMSGSIZE;  // never sent in part, but if it were
         if (waited || stuck_ || (code != EAGAIN && code != EWOULDBLOCK)) return code;
         pollfd room{socket, POLLOUT, 0};
         stuck_ = ::poll(&room, 1, kWaitMs) == 0;

@@ -45,12 +45,21 @@ Internet OpenSession() {
     return session;
 }
 
+// WinHTTP's threads call back until after a request's end, and the sessions are kept: from the
+// first request on the library stays loaded, whatever the application unloads.
+void StayLoaded() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<const wchar_t*>(&StayLoaded), &module);
+}
+
 // A session keeps the connections. Those made without looking at the certificate have one of their
 // own, so that a request that does look never rides on them.
 HINTERNET Session(bool verify_tls) {
     static std::atomic<HINTERNET> sessions[2];
     std::atomic<HINTERNET>& kept = sessions[verify_tls ? 1 : 0];
     if (HINTERNET session = kept.load(std::memory_order_acquire)) return session;
+    StayLoaded();
     Internet opened = OpenSession();
     HINTERNET none = nullptr;
     if (opened && kept.compare_exchange_strong(none, opened.get())) return opened.release();
@@ -106,13 +115,6 @@ void CALLBACK OnStatus(HINTERNET, DWORD_PTR context, DWORD status, void*, DWORD 
         default:
             break;
     }
-}
-
-// A late callback would otherwise run in a library that is no longer there.
-void StayLoaded() {
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                       reinterpret_cast<const wchar_t*>(&OnStatus), &module);
 }
 
 struct Target {
@@ -296,10 +298,7 @@ private:
     void Close() {
         constexpr DWORD kCloseMs = 200;  // cancelling takes far less
         handle_.reset();
-        if (context_ != 0 &&
-            WaitForSingleObject(operation_->closed.get(), kCloseMs) != WAIT_OBJECT_0) {
-            StayLoaded();
-        }
+        if (context_ != 0) WaitForSingleObject(operation_->closed.get(), kCloseMs);
     }
 
     const HttpRequest& request_;

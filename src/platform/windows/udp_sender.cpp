@@ -71,7 +71,7 @@ std::optional<int> UdpSender::SendDatagram(std::string_view datagram) {
             stuck_ = false;
             return {};
         }
-        const int code = ::WSAGetLastError();
+        const int code = sent < 0 ? ::WSAGetLastError() : WSAEMSGSIZE;
         if (waited || stuck_ || code != WSAEWOULDBLOCK) return code;
         fd_set room;
         FD_ZERO(&room);
