@@ -19,36 +19,23 @@ TEST(CloudEvent, WrapsTheDocument) {
 }
 
 TEST(CloudEvent, FallsBackForEmptyTexts) {
-    struct Case {
-        const char* source;
-        const char* prefix;
-        const char* source_name;
-        const char* source_id;
-        const char* event_type;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {"", "", "", "", "",
-         R"("source":"/zvEvent","type":"zvEvent.event","time":"1970-01-01T00:00:00.000000000Z",)"
-         R"("subject":"event")"},
-        {"", "cam/", "Cam\t1", "", "",
-         R"("source":"Cam\t1","type":"zvEvent.event","time":"1970-01-01T00:00:00.000000000Z",)"
-         R"("subject":"cam/event")"},
-        {" ", "cam/", "Cam 1", "A1", "t\n",
-         R"("source":" ","type":"t\n","time":"1970-01-01T00:00:00.000000000Z",)"
-         R"("subject":"cam/A1")"},
-        {"/s", "p", "", "", "\"t\"",
-         R"("source":"/s","type":"\"t\"","time":"1970-01-01T00:00:00.000000000Z",)"
-         R"("subject":"p\"t\"")"},
-    };
-    for (const Case& c : cases) {
+    const struct {
+        const char *source, *prefix, *source_name, *source_id, *event_type;
+        std::string used_source, used_type, subject;  // as JSON
+    } cases[] = {{"", "", "", "", "", "/zvEvent", "zvEvent.event", "event"},
+                 {"", "cam/", "Cam\t1", "", "", R"(Cam\t1)", "zvEvent.event", "cam/event"},
+                 {" ", "cam/", "Cam 1", "A1", "t\n", " ", R"(t\n)", "cam/A1"},
+                 {"/s", "p", "", "", "\"t\"", "/s", R"(\"t\")", R"(p\"t\")"}};
+    for (const auto& c : cases) {
         zvEventNormalizedEvent event;
         event.source_name = c.source_name;
         event.source_id = c.source_id;
         event.event_type = c.event_type;
         const std::string envelope = BuildCloudEventJson(event, c.source, c.prefix);
-        EXPECT_EQ(envelope.substr(0, envelope.find(R"(,"datacontenttype")")),
-                  std::string(R"({"specversion":"1.0","id":"0",)") + c.expected);
+        EXPECT_EQ(envelope.substr(0, envelope.find(R"(","datacontenttype")")),
+                  R"({"specversion":"1.0","id":"0","source":")" + c.used_source + R"(","type":")" +
+                      c.used_type + R"(","time":"1970-01-01T00:00:00.000000000Z","subject":")" +
+                      c.subject);
     }
 }
 

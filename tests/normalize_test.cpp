@@ -5,13 +5,19 @@
 #include <cstring>
 #include <memory>
 
+#include "format/csv_row.h"
 #include "platform/zvutil.h"
+#include "sinks/callback_sink.h"
+#include "support/sample_event.h"
 
 namespace zvevent {
 namespace {
 
-zvEventRecord Record() {
-    zvEventRecord record{};
+using E = zvEventNormalizedEvent;
+using R = zvEventRecord;
+
+R Record() {
+    R record{};
     record.struct_size = sizeof record;
     record.version = ZVEVENT_API_VERSION;
     record.message = "m";
@@ -20,110 +26,82 @@ zvEventRecord Record() {
 }
 
 TEST(Normalize, RefusesWhatCannotBeTrusted) {
-    struct Case {
-        const char* what;
-        void (*spoil)(zvEventRecord&);
+    const std::pair<const char*, void (*)(R&)> cases[] = {
+        {"size 0", [](R& r) { r.struct_size = 0; }},
+        {"size below the version", [](R& r) { r.struct_size = 7; }},
+        {"size below the message", [](R& r) { r.struct_size = 47; }},
+        {"next version", [](R& r) { r.version = 0x10001; }},
+        {"former version", [](R& r) { r.version = 0x0FFFF; }},
+        {"no message", [](R& r) { r.message = nullptr; }},
+        {"empty message", [](R& r) { r.message = ""; }},
+        {"severity 4", [](R& r) { r.severity = 4; }},
     };
-    const Case cases[] = {
-        {"size 0", [](zvEventRecord& r) { r.struct_size = 0; }},
-        {"size below the version", [](zvEventRecord& r) { r.struct_size = 7; }},
-        {"size below the message", [](zvEventRecord& r) { r.struct_size = 47; }},
-        {"next version", [](zvEventRecord& r) { r.version = 0x10001; }},
-        {"former version", [](zvEventRecord& r) { r.version = 0x0FFFF; }},
-        {"no message", [](zvEventRecord& r) { r.message = nullptr; }},
-        {"empty message", [](zvEventRecord& r) { r.message = ""; }},
-        {"severity 4", [](zvEventRecord& r) { r.severity = 4; }},
-    };
-    for (const Case& c : cases) {
-        zvEventRecord record = Record();
-        c.spoil(record);
-        zvEventNormalizedEvent event;
-        event.message = "untouched";
-        EXPECT_EQ(NormalizeRecord(&record, 1, &event), ZVEVENT_E_INVALID_ARGUMENT) << c.what;
-        EXPECT_EQ(event.message, "untouched") << c.what;
+    for (const auto& [what, spoil] : cases) {
+        R record = Record();
+        spoil(record);
+        E event;
+        EXPECT_EQ(NormalizeRecord(&record, 1, &event), ZVEVENT_E_INVALID_ARGUMENT) << what;
     }
-    zvEventRecord record = Record();
-    zvEventNormalizedEvent event;
-    EXPECT_EQ(NormalizeRecord(nullptr, 1, &event), ZVEVENT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(NormalizeRecord(&record, 1, nullptr), ZVEVENT_E_INVALID_ARGUMENT);
 }
 
 // Every record is laid into a heap block of exactly its struct_size, so that a sanitizer sees a
 // field that is read although the caller does not provide it.
-zvEventNormalizedEvent NormalizedPrefix(const zvEventRecord& full, std::uint32_t size) {
+E NormalizedPrefix(const R& full, std::uint32_t size) {
     const auto block = std::make_unique<unsigned char[]>(size);
     std::memcpy(block.get(), &full, size);
     std::memcpy(block.get(), &size, sizeof size);
-    zvEventNormalizedEvent event;
-    EXPECT_EQ(NormalizeRecord(reinterpret_cast<const zvEventRecord*>(block.get()), 7, &event),
-              ZVEVENT_OK)
-        << size;
+    E event;
+    EXPECT_EQ(NormalizeRecord(reinterpret_cast<const R*>(block.get()), 7, &event), ZVEVENT_OK);
     return event;
 }
 
-TEST(Normalize, ReadsAFieldOnlyWhenTheRecordReachesToItsEnd) {
-    zvEventRecord full = Record();
-    full.event_id = 42;
-    full.event_type = full.source_id = full.source_name = full.action = full.dedupe_key = "x";
-    full.correlation_id = full.timecode = full.units = full.details_json = "x";
-    full.severity = zvEventSeverityDebug;
-    full.utc_ns = full.ptp_ns = full.duration_ms = 5;
-    full.pts = -5;
-    full.value = full.threshold = 5;
+std::string Row(const E& event) {
+    std::string row;
+    AppendCsvRow(row, event);
+    return row;
+}
 
-    struct Case {
-        std::uint32_t end;  // offset + width of the field
-        bool (*present)(const zvEventNormalizedEvent&);
-    };
-    using E = zvEventNormalizedEvent;
-    const Case cases[] = {
-        {52, [](const E& e) { return e.severity == zvEventSeverityDebug; }},
-        {64, [](const E& e) { return e.action == "x"; }},
-        {72, [](const E& e) { return e.dedupe_key == "x"; }},
-        {80, [](const E& e) { return e.correlation_id == "x"; }},
-        {88, [](const E& e) { return e.utc_ns == 5; }},
-        {96, [](const E& e) { return e.ptp_ns == 5; }},
-        {104, [](const E& e) { return e.pts == -5; }},
-        {112, [](const E& e) { return e.timecode == "x"; }},
-        {120, [](const E& e) { return e.value == 5; }},
-        {128, [](const E& e) { return e.threshold == 5; }},
-        {136, [](const E& e) { return e.units == "x"; }},
-        {144, [](const E& e) { return e.duration_ms == 5; }},
-        {152, [](const E& e) { return e.details_json == "x"; }},
-    };
-    for (const Case& c : cases) {
-        EXPECT_TRUE(c.present(NormalizedPrefix(full, c.end))) << c.end;
-        EXPECT_FALSE(c.present(NormalizedPrefix(full, c.end - 1))) << c.end;
+// The sample event goes through the record that a callback gets for it.
+TEST(Normalize, ReadsAFieldOnlyWhenTheRecordReachesToItsEnd) {
+    R full{};
+    std::uint32_t id = 0;
+    zvEventCallbackSink sink;
+    sink.Register([](const R* r, void* copy) { *static_cast<R*>(copy) = *r; }, &full, &id);
+    const E sample = test::SampleEvent();
+    ASSERT_EQ(sink.write(sample, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(full.struct_size, 152U);
+    EXPECT_EQ(full.version, 0x10000U);
+    std::string ends;  // of the fields that one byte less lacks
+    std::string former;
+    for (std::uint32_t size = 48; size <= 152; ++size) {
+        E event = NormalizedPrefix(full, size);
+        if (event.utc_ns != sample.utc_ns) event.utc_ns = 0;  // of now
+        if (event.ptp_ns != sample.ptp_ns) event.ptp_ns = 0;
+        if (Row(event) != former) ends += " " + std::to_string(size);
+        former = Row(event);
     }
-    const E shortest = NormalizedPrefix(full, 48);
-    EXPECT_EQ(shortest.event_id, 42U);
-    EXPECT_EQ(shortest.event_type + shortest.source_id + shortest.source_name, "xxx");
-    EXPECT_EQ(shortest.severity, std::uint32_t{zvEventSeverityInfo});
-    EXPECT_EQ(shortest.details_json, "{}");
-    EXPECT_EQ(shortest.utc_ns, shortest.ptp_ns);
-    EXPECT_NE(shortest.utc_ns, 0U);
+    EXPECT_EQ(former, Row(sample));
+    EXPECT_EQ(ends, " 48 52 64 72 80 88 96 104 112 120 128 136 144 152");
 }
 
 TEST(Normalize, FillsDefaultsForNullAndZeroButKeepsEmptyTexts) {
-    zvEventRecord record = Record();
+    R record = Record();
     record.message = " ";
-    record.source_id = "";
-    record.utc_ns = 99;
     const std::uint64_t before = zvOSGetTimePTPNano();
-    zvEventNormalizedEvent event;
-    ASSERT_EQ(NormalizeRecord(&record, 7, &event), ZVEVENT_OK);
+    E event = NormalizedPrefix(record, 48);
     EXPECT_EQ(event.event_id, 7U);
-    EXPECT_EQ(event.event_type, "event");
-    EXPECT_EQ(event.source_name, "zvEvent");
-    EXPECT_EQ(event.message, " ");
-    EXPECT_EQ(event.details_json, "{}");
-    EXPECT_EQ(event.utc_ns, 99U);
+    EXPECT_EQ(event.event_type + event.source_name + event.message + event.details_json,
+              "eventzvEvent {}");
+    EXPECT_EQ(event.severity, std::uint32_t{zvEventSeverityInfo});
+    EXPECT_EQ(event.utc_ns, event.ptp_ns);
     EXPECT_GE(event.ptp_ns, before);
     EXPECT_LE(event.ptp_ns, zvOSGetTimePTPNano());
-
+    record.utc_ns = 99;
     record.event_type = record.source_name = record.details_json = "";
-    ASSERT_EQ(NormalizeRecord(&record, 7, &event), ZVEVENT_OK);
+    event = NormalizedPrefix(record, sizeof record);
     EXPECT_EQ(event.event_type + event.source_name + event.details_json, "");
+    EXPECT_EQ(event.utc_ns, 99U);
+    EXPECT_GE(event.ptp_ns, before);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "sinks/webhook_http_sink.h"
 
 #include <algorithm>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,40 +14,31 @@
 namespace zvevent {
 namespace {
 
-using std::chrono::milliseconds;
-using Config = zvEventSinkConfig;
+using Number = std::uint32_t;
+using Text = const char*;
 
-struct Request {
-    std::string url;
-    std::string method;
-    std::string headers;  // with "|" between the lines
-    std::string body;
-    const void* body_at;
-    std::uint32_t timeout_ms;
-};
-
-// Stands in for the HTTP function: what was asked of it, and what it answers.
+// Stands in for the HTTP function.
 struct Server {
-    std::vector<Request> requests;
-    std::vector<milliseconds> pauses;
-    std::uint32_t failures = 0;   // requests that fail before one succeeds
-    std::size_t pauses_left = 9;  // then a stop waits no longer
+    Number failures = 0;     // requests that fail before one succeeds
+    Number pauses_left = 9;  // then a stop waits no longer
+    std::string log;         // "P" for every request, the milliseconds of every pause
+    // The last request; "|" between the header lines.
+    std::string target, headers, body;
+    const void* body_at = nullptr;
     int responses_held = 0;
 } server;
 
-std::uint32_t Command(const char* url, const char* method, const char* headers, const void* body,
-                      std::uint32_t body_length, void** response, std::uint32_t* response_length,
-                      std::uint32_t timeout_ms) noexcept {
-    std::string lines = headers;
-    std::replace(lines.begin(), lines.end(), '\xA7', '|');
-    const char* const bytes = static_cast<const char*>(body);
-    EXPECT_EQ(bytes[body_length], '\0');
-    server.requests.push_back(
-        {url, method, lines, std::string(bytes, body_length), body, timeout_ms});
-    *response = new char[1];
-    *response_length = 1;
+Number Command(Text url, Text method, Text headers, const void* body, Number body_length,
+               void** response, Number* response_length, Number timeout_ms) noexcept {
+    server.target = std::string(method) + ' ' + url + ' ' + std::to_string(timeout_ms);
+    server.headers = headers;
+    std::replace(server.headers.begin(), server.headers.end(), '\xA7', '|');
+    server.body.assign(static_cast<Text>(body), body_length);
+    server.body_at = body;
+    server.log += "P ";
+    *response = new char[*response_length = 1];
     ++server.responses_held;
-    return server.requests.size() > server.failures ? 1 : 0;
+    return server.failures == 0 || server.failures-- == 0;
 }
 
 void Release(void* memory) noexcept {
@@ -54,200 +46,139 @@ void Release(void* memory) noexcept {
     --server.responses_held;
 }
 
-bool Pause(milliseconds time) {
-    server.pauses.push_back(time);
-    return server.pauses.size() <= server.pauses_left;
+bool Pause(std::chrono::milliseconds time) {
+    server.log += std::to_string(time.count()) + ' ';
+    return server.pauses_left-- > 0;
 }
 
 class WebhookHttpSink : public testing::Test {
 protected:
     WebhookHttpSink() {
-        server = Server();
         config_.kind = zvEventSinkKind::webhook_http;
-        config_.webhook_http.endpoint_url = "http://h/x";
+        webhook_.endpoint_url = "HTTPS://Host/x";
+        server = Server();
     }
 
     zvEventWebhookHttpSink Sink() const { return {config_, {&Command, &Release, &Pause}}; }
 
-    std::uint32_t Write() {
-        zvEventWebhookHttpSink sink = Sink();
-        const std::uint32_t result = sink.write(test::SampleEvent(), nullptr);
-        last_error_ = sink.LastError();
-        EXPECT_EQ(server.responses_held, 0);
-        return result;
+    const Server& Sent() const {
+        EXPECT_EQ(Sink().Validate(nullptr), ZVEVENT_OK);
+        EXPECT_EQ(Sink().write(test::SampleEvent(), nullptr), ZVEVENT_OK);
+        return server;
     }
 
-    Request OneRequest() {
-        server.requests.clear();
-        EXPECT_EQ(Write(), ZVEVENT_OK);
-        EXPECT_EQ(server.requests.size(), 1U);
-        return server.requests.at(0);
-    }
-
-    Config config_;
-    std::string last_error_;
+    zvEventSinkConfig config_;
+    zvEventSinkConfig::WebhookHttp& webhook_ = config_.webhook_http;
 };
-
-TEST_F(WebhookHttpSink, PostsTheDocument) {
-    config_.webhook_http.endpoint_url = "HTTPS://Host/x";
-    config_.webhook_http.request_timeout_ms = 1234;
-    const Request request = OneRequest();
-    EXPECT_EQ(request.url, "HTTPS://Host/x");
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.body, BuildNativeEventJson(test::SampleEvent()));
-    EXPECT_EQ(request.timeout_ms, 1234U);
-    EXPECT_EQ(last_error_, "");
-}
 
 TEST_F(WebhookHttpSink, SendsItsHeaderLinesInOrder) {
     const std::string common =
         "Content-Type: application/json; charset=utf-8|Accept: application/json|"
-        "User-Agent: zvEvent/1.0|";
-    EXPECT_EQ(OneRequest().headers,
-              common + "X-zvEvent-TLS-Verify: 1|X-zvEvent-Connect-Timeout-Ms: 2000");
-
-    config_.webhook_http.connect_timeout_ms = 0;
-    config_.webhook_http.tls_verify = false;
+        "User-Agent: zvEvent/1.0|X-zvEvent-TLS-Verify: ";
+    EXPECT_EQ(Sent().headers, common + "1|X-zvEvent-Connect-Timeout-Ms: 2000");
+    webhook_.connect_timeout_ms = 0;
+    webhook_.tls_verify = false;
     config_.cloudevents_http.auth_header = " X-Other: a|b \r\n";
-    EXPECT_EQ(OneRequest().headers, common + "X-zvEvent-TLS-Verify: 0|X-Other: a|b");
-
-    config_.webhook_http.headers = "||  \r\n";
-    EXPECT_EQ(OneRequest().headers, common + "X-zvEvent-TLS-Verify: 0");
-
-    config_.webhook_http.headers = "X-Site: north | Authorization: own\n\v X-E:\r\n\fX-Env: prod\t";
-    config_.webhook_http.bearer_token = "t0k";
-    config_.webhook_http.basic_username = "user";
-    config_.webhook_http.basic_password = "pass";
-    EXPECT_EQ(OneRequest().headers,
-              common +
-                  "X-zvEvent-TLS-Verify: 0|X-Site: north|Authorization: own|X-E:|X-Env: prod|"
-                  "Authorization: Bearer t0k|Authorization: Basic dXNlcjpwYXNz");
-
-    config_.webhook_http.headers = " ";
-    config_.webhook_http.bearer_token = "";
-    config_.webhook_http.basic_username = "";
-    EXPECT_EQ(OneRequest().headers,
-              common + "X-zvEvent-TLS-Verify: 0|Authorization: Basic OnBhc3M=");
+    const std::tuple<Text, Text, Text, Text, Text> cases[] = {
+        {"", "", "", "", "0|X-Other: a|b"},
+        {"||  \r\n", "", "", "", "0"},
+        {" ", "", "", "pass", "0|Authorization: Basic OnBhc3M="},
+        {"X-Site: north | Authorization: own\n\v X-E:\r\n\fX-Env: prod\t", "t0k", "user", "pass",
+         "0|X-Site: north|Authorization: own|X-E:|X-Env: prod|"
+         "Authorization: Bearer t0k|Authorization: Basic dXNlcjpwYXNz"}};
+    for (const auto& [headers, token, user, password, lines] : cases) {
+        webhook_.headers = headers;
+        webhook_.bearer_token = token;
+        webhook_.basic_username = user;
+        webhook_.basic_password = password;
+        EXPECT_EQ(Sent().headers, common + lines);
+    }
 }
 
 TEST_F(WebhookHttpSink, ChoosesThePayload) {
-    struct Case {
-        zvEventSinkKind kind;
-        const char* mode;
-        bool cloud_events;
-    };
     constexpr auto kWebhook = zvEventSinkKind::webhook_http;
-    const Case cases[] = {{kWebhook, "", false},
-                          {kWebhook, "Native_JSON", false},
-                          {kWebhook, "native", false},
-                          {kWebhook, "CloudEvents", true},
-                          {kWebhook, "cloudevents_STRUCTURED", true},
-                          {zvEventSinkKind::cloudevents_http, "native", true}};
-    for (const Case& c : cases) {
-        config_.kind = c.kind;
-        config_.webhook_http.payload_mode = c.mode;
-        EXPECT_EQ(Sink().Validate(nullptr), ZVEVENT_OK) << c.mode;
-        const Request request = OneRequest();
-        EXPECT_TRUE(request.headers.starts_with(
-            c.cloud_events ? "Content-Type: application/cloudevents+json; charset=utf-8|"
-                           : "Content-Type: application/json; charset=utf-8|"));
-        EXPECT_EQ(request.body, c.cloud_events
-                                    ? BuildCloudEventJson(test::SampleEvent(), "/zvEvent", "")
-                                    : BuildNativeEventJson(test::SampleEvent()));
+    const std::tuple<zvEventSinkKind, Text, bool> cases[] = {
+        {kWebhook, "", false},           {kWebhook, "Native_JSON", false},
+        {kWebhook, "native", false},     {kWebhook, "cloudevents_STRUCTURED", true},
+        {kWebhook, "CloudEvents", true}, {zvEventSinkKind::cloudevents_http, "native", true}};
+    for (const auto& [kind, mode, cloud_events] : cases) {
+        config_.kind = kind;
+        webhook_.payload_mode = mode;
+        EXPECT_EQ(Sent().headers.find("/cloudevents+json;") != std::string::npos, cloud_events);
+        EXPECT_EQ(server.body, cloud_events
+                                   ? BuildCloudEventJson(test::SampleEvent(), "/zvEvent", "")
+                                   : BuildNativeEventJson(test::SampleEvent()))
+            << mode;
     }
 }
 
 TEST_F(WebhookHttpSink, TakesTheOtherGroupsSettingsWhereItsOwnAreEmpty) {
-    config_.webhook_http.payload_mode = "cloudevents";
-    config_.webhook_http.cloudevents_source = "/own";
-    config_.webhook_http.cloudevents_subject_prefix = "own/";
+    config_.kind = zvEventSinkKind::cloudevents_http;
     config_.cloudevents_http = {"http://other/", "/other", "other/", "", 77};
-    EXPECT_EQ(OneRequest().body, BuildCloudEventJson(test::SampleEvent(), "/own", "own/"));
-
-    config_.webhook_http = {};
-    config_.webhook_http.payload_mode = "cloudevents";
-    config_.webhook_http.request_timeout_ms = 0;
-    config_.webhook_http.cloudevents_source = "";
-    Request request = OneRequest();
-    EXPECT_EQ(request.url, "http://other/");
-    EXPECT_EQ(request.timeout_ms, 77U);
-    EXPECT_EQ(request.body, BuildCloudEventJson(test::SampleEvent(), "/other", "other/"));
-
+    webhook_.cloudevents_source = "/own";
+    webhook_.cloudevents_subject_prefix = "own/";
+    webhook_.request_timeout_ms = 1234;
+    EXPECT_EQ(Sent().target, "POST HTTPS://Host/x 1234");
+    EXPECT_EQ(server.body, BuildCloudEventJson(test::SampleEvent(), "/own", "own/"));
+    webhook_.endpoint_url = webhook_.cloudevents_source = webhook_.cloudevents_subject_prefix = "";
+    webhook_.request_timeout_ms = 0;
+    EXPECT_EQ(Sent().target, "POST http://other/ 77");
+    EXPECT_EQ(server.body, BuildCloudEventJson(test::SampleEvent(), "/other", "other/"));
     config_.cloudevents_http.timeout_ms = 0;
-    config_.cloudevents_http.source = "";
-    request = OneRequest();
-    EXPECT_EQ(request.timeout_ms, 5000U);
-    EXPECT_EQ(request.body, BuildCloudEventJson(test::SampleEvent(), "", "other/"));
+    EXPECT_EQ(Sent().target, "POST http://other/ 5000");
 }
 
 TEST_F(WebhookHttpSink, RefusesSettingsThatCannotWork) {
-    struct Case {
-        const char* url;
-        const char* mode;
-        const char* error;
-    };
-    const char* const bad_url = "zvEvent webhook sink requires an http:// or https:// endpoint_url";
-    const char* const bad_mode = "zvEvent webhook payload_mode must be native_json or cloudevents";
-    const Case cases[] = {{"", "native", bad_url},           {"ftp://h/", "bad", bad_url},
-                          {" http://h/", "native", bad_url}, {"https:/h/", "native", bad_url},
-                          {"http://h/", "xml", bad_mode},    {"hTTp://", "native ", bad_mode}};
-    zvEventConfig config;
-    for (const Case& c : cases) {
-        config_.enabled = true;
-        config_.webhook_http.endpoint_url = c.url;
-        config_.webhook_http.payload_mode = c.mode;
+    const Text bad_url = "zvEvent webhook sink requires an http:// or https:// endpoint_url";
+    const Text bad_mode = "zvEvent webhook payload_mode must be native_json or cloudevents";
+    const std::tuple<Text, Text, Text> cases[] = {
+        {"", "native", bad_url},          {"ftp://h/", "bad", bad_url},
+        {"https:/h/", "native", bad_url}, {" http://h/", "native", bad_url},
+        {"http://h/", "xml", bad_mode},   {"hTTp://", "native ", bad_mode}};
+    config_.enabled = true;
+    for (const auto& [url, mode, expected] : cases) {
+        webhook_.endpoint_url = url;
+        webhook_.payload_mode = mode;
+        zvEventConfig config;
         config.sinks = {config_};
         std::vector<zvEventSinkPtr> sinks;
         std::string error;
         EXPECT_EQ(BuildConfiguredSinks(config, nullptr, &sinks, &error),
                   ZVEVENT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(error, c.error) << c.url << ' ' << c.mode;
-        EXPECT_TRUE(sinks.empty());
+        EXPECT_EQ(error, expected) << url << ' ' << mode;
     }
 }
 
 TEST_F(WebhookHttpSink, RetriesAfterTheSamePause) {
-    struct Case {
-        std::uint32_t retry_count;
-        std::uint32_t backoff_ms;
-        std::uint32_t failures;
-        std::size_t pauses_left;
-        std::uint32_t result;
-        std::size_t requests;
-        std::vector<milliseconds> pauses;
+    const std::string failed = "zvEvent webhook POST failed: HTTPS://Host/x";
+    const std::tuple<Number, Number, Number, Number, Number, std::string> cases[] = {
+        {0, 0, 1, 9, ZVEVENT_E_FAILURE, "P " + failed},
+        {2, 0, 3, 9, ZVEVENT_E_FAILURE, "P 250 P 250 P " + failed},
+        {5, 7, 3, 9, ZVEVENT_OK, "P 7 P 7 P 7 P " + failed},
+        {5, 7, 9, 1, ZVEVENT_E_FAILURE, "P 7 P 7 " + failed},  // a stop has waited its time
+        {0xFFFFFFFF, 7, 9, 9, ZVEVENT_E_FAILURE, ""},          // one more is no number of tries
     };
-    const milliseconds standard(250);
-    const milliseconds own(7);
-    const Case cases[] = {
-        {0, 0, 1, 9, ZVEVENT_E_FAILURE, 1, {}},
-        {2, 0, 3, 9, ZVEVENT_E_FAILURE, 3, {standard, standard}},
-        {5, 7, 3, 9, ZVEVENT_OK, 4, {own, own, own}},
-        {5, 7, 9, 1, ZVEVENT_E_FAILURE, 2, {own, own}},   // a stop has waited its time
-        {0xFFFFFFFF, 7, 9, 9, ZVEVENT_E_FAILURE, 0, {}},  // one more is no number of tries
-    };
-    for (const Case& c : cases) {
-        server = Server();
-        server.failures = c.failures;
-        server.pauses_left = c.pauses_left;
-        config_.webhook_http.retry_count = c.retry_count;
-        config_.webhook_http.backoff_ms = c.backoff_ms;
-        EXPECT_EQ(Write(), c.result);
-        EXPECT_EQ(server.requests.size(), c.requests);
-        EXPECT_EQ(server.pauses, c.pauses);
-        EXPECT_EQ(last_error_, c.requests == 0 ? "" : "zvEvent webhook POST failed: http://h/x");
+    for (const auto& [retry_count, backoff_ms, failures, pauses_left, result, log] : cases) {
+        server = Server{failures, pauses_left, {}, {}, {}, {}};
+        webhook_.retry_count = retry_count;
+        webhook_.backoff_ms = backoff_ms;
+        zvEventWebhookHttpSink sink = Sink();
+        EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), result);
+        EXPECT_EQ(server.log + sink.LastError(), log);
+        EXPECT_EQ(server.responses_held, 0);
     }
 }
 
 TEST_F(WebhookHttpSink, PassesOverLesserEventsAndKeepsItsBuffer) {
     zvEventWebhookHttpSink sink = Sink();
+    EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
+    const void* const first = server.body_at;
     zvEventNormalizedEvent event = test::SampleEvent();
     event.severity = config_.minimum_severity - 1;
     EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
-    EXPECT_TRUE(server.requests.empty());
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
-    }
-    EXPECT_EQ(server.requests.at(0).body_at, server.requests.at(1).body_at);
+    EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
+    EXPECT_EQ(server.log, "P P ");
+    EXPECT_EQ(server.body_at, first);
 }
 
 }  // namespace

@@ -1,45 +1,64 @@
-/* The hand-over in src/core/event_queue.cpp, and how src/core/event_core.cpp starts, reloads, drains
- * and stops it, small enough for every interleaving to be tried: two producers with three events
- * between them, the worker, a flush, a reload and a stop. scripts/check_model runs it; README.md
- * here says which label is which lines, what is checked and what is left out.
+/* The hand-over in src/core/event_queue.cpp, and how src/core/event_core.cpp reloads, drains and
+ * stops it, small enough for every interleaving to be tried: two producers with three events
+ * between them, the worker, a flush, a reload and a stop. scripts/check_model runs it; the README
+ * here says which label is which function, what is checked and what is left out.
  *
- * A step that takes a lock, or gives one back, is one with what it does to variables that only the
- * holder of that lock touches. What the other lock's holder, or nobody's, can touch meanwhile
- * (head, tail, a slot's contents, lingering, the bell) is touched at most once a step.
+ * A step (what stands in one atomic or d_step) touches at most one thing that others may touch
+ * meanwhile: taking a lock, giving it back and all that only its holder touches goes with that.
  *
- * Settings: CAPACITY 1 or 2, INFO_FIRST (drop_debug_info_first, else drop_newest), FIRST_RING (the
- * positions of the ring's first size, 1 or 2), WORKER_DIES (a callback may end its thread by force).
- * The names in #ifdef further down that are not settings each break the hand-over in one place.
+ * Settings, each a -D of spin:
+ *   CAPACITY, NEW_CAPACITY  1 or 2; before and after the reload
+ *   INFO_FIRST              starts with drop_debug_info_first, else with drop_newest
+ *   NEW_POLICY              the reload turns to the other policy
+ *   LOW                     which events are debug or info, one bit each; ANY_LOW tries all mixes
+ *   FIRST_RING              positions of the ring's first size, 1 or 2
+ *   BLOCKS                  an event may find that it needs a block of its own
+ *   FLUSH_LIMITED           1: the flush has a time-out (the stop tries both anyway)
+ *   WORKER_DIES             a callback may end the worker's thread by force
+ * Every other name in an #ifdef breaks the hand-over in one place, apart from ASLEEP_STAYS, which
+ * only wastes rings.
  */
 
 #ifndef CAPACITY
 #define CAPACITY 2
+#endif
+#ifndef NEW_CAPACITY
+#define NEW_CAPACITY 1
+#endif
+#ifndef LOW
+#define LOW 5
+#endif
+#ifndef FLUSH_LIMITED
+#define FLUSH_LIMITED 0
 #endif
 #ifndef FIRST_RING
 #define FIRST_RING 1
 #endif
 #ifdef INFO_FIRST
 #define POLICY info_first
+#define OTHER_POLICY newest
 #else
 #define POLICY newest
+#define OTHER_POLICY info_first
 #endif
 
 #define EVENTS 3
-#define POSITIONS 2  /* of the largest ring: a power of two, no less than any capacity */
-#define NO_SLOT 255
+#define POSITIONS 2 /* of the largest ring: a power of two, no less than any capacity */
+#define NO_SLOT 255 /* else a position has the number of the event in its slot, or: */
 #define FREE_SLOT 254
 #define NO_EVENT 253
 
 mtype = { newest, info_first };
-
-/* What has become of an event. */
 mtype = { unsent, queued, in_hand, delivered, dropped, refused, lost_with_worker };
+
+/* What has become of each event, and what the core counted. Nothing below decides by these. */
 mtype fate[EVENTS] = unsent;
-bit low[EVENTS];       /* debug or info */
-byte counted_delivered; /* the core's counters */
+byte counted_delivered;
 byte counted_dropped;
 
-/* EventQueue's members. */
+bit low[EVENTS]; /* debug or info */
+
+/* EventQueue's members: the producers', the worker's, nobody's. */
 bit producers_mutex;
 byte tail;
 byte known_head;
@@ -50,14 +69,14 @@ bit accepting = 1;
 bit stop_requested;
 bit asleep;
 byte ring_size;
-byte slots[POSITIONS] = NO_SLOT;  /* the event's number, or FREE_SLOT, or NO_SLOT */
+byte slots[POSITIONS] = NO_SLOT;
 
 bit take_mutex;
 byte head;
 bit in_flight;
 bit worker_ended;
 byte drain_waiters;
-bit waits[2];  /* blocked in drained_.wait: 0 the flush, 1 the stop */
+bit waits[2]; /* in drained_.wait until notified: 0 the flush, 1 the stop */
 
 bit lingering;
 bit rung;
@@ -65,31 +84,34 @@ bit rung;
 bit listening;
 #endif
 
-/* EventCore's. */
-bit core_mutex;
+/* EventCore's: core_mutex_ with the gate, and whether the worker's thread can be joined. */
 bit running = 1;
+bit joinable;
 
-bit joinable;  /* the worker's thread has ended */
-bit all_ended;
+/* That the flush and the stop have returned. */
+bit flushed;
+bit stopped;
 
 /* For loops inside one step; no part of the state. */
 hidden byte i;
 hidden byte n;
 hidden byte other;
 hidden byte larger[POSITIONS];
+hidden byte evicted_by_trim;
 
 #define HALF (capacity / 2 > 1 -> capacity / 2 : 1)
 #define DEPTH (tail - head)
 #define SlotAt(at) slots[(at) & (ring_size - 1)]
+#define BOTH_FREE (producers_mutex == 0 && take_mutex == 0)
+#define PENDING(e) (fate[e] == queued || fate[e] == in_hand)
+#define FINAL(e) (fate[e] != unsent && !PENDING(e))
+#define COUNT(of) ((fate[0] == of) + (fate[1] == of) + (fate[2] == of))
 #ifdef DRAINED_IGNORES_HAND
 #define DRAINED (DEPTH == 0)
 #else
 #define DRAINED (DEPTH == 0 && !in_flight)
 #endif
 
-inline Lock(mutex) { atomic { mutex == 0; mutex = 1 } }
-inline LockBoth() { producers_mutex == 0 && take_mutex == 0; producers_mutex = 1; take_mutex = 1 }
-inline UnlockBoth() { producers_mutex = 0; take_mutex = 0 }
 inline NotifyAll() { waits[0] = 0; waits[1] = 0 }
 
 inline Ring() {
@@ -100,17 +122,16 @@ inline Ring() {
 #endif
 }
 
-/* --- Ghosts: an event goes each way once --- */
+inline Becomes(which, from, to) { assert(fate[which] == from); fate[which] = to }
 
-inline Becomes(event, from, to) { assert(fate[event] == from); fate[event] = to }
-
-/* --- Removing, in one step under both locks --- */
+/* --- Removing events; within one step under both locks --- */
 
 inline Swap(a, b) { other = SlotAt(a); SlotAt(a) = SlotAt(b); SlotAt(b) = other }
 
+inline Drop(at) { Becomes(SlotAt(at), queued, dropped); SlotAt(at) = FREE_SLOT }
+
 inline Remove(at) {
-    Becomes(SlotAt(at), queued, dropped);
-    SlotAt(at) = FREE_SLOT;
+    Drop(at);
     i = at;
     if
     :: at - head < tail - at ->
@@ -125,26 +146,25 @@ inline Remove(at) {
         :: else -> break
         od;
         tail--
-    fi;
-    i = 0
+    fi
 }
 
-inline RemoveOldestDebugOrInfo(removed) {
+inline RemoveOldestDebugOrInfo(found) {
     n = (searched_to > head -> searched_to : head);
+    i = head;
+    do /* what is remembered as searched holds no such event */
+    :: i != n -> assert(!low[SlotAt(i)]); i++
+    :: else -> break
+    od;
     do
     :: n == tail -> break
     :: n != tail && low[SlotAt(n)] -> break
     :: else -> n++
     od;
     searched_to = n;
-    i = head;
-    do  /* the remembered search has passed over none */
-    :: i != n -> assert(!low[SlotAt(i)]); i++
-    :: else -> break
-    od;
-    removed = (n != tail);
+    found = (n != tail);
     if
-    :: removed -> Remove(n)
+    :: found -> Remove(n)
     :: else
     fi
 }
@@ -154,11 +174,7 @@ inline RemoveDebugOrInfo(most, removed) {
     n = head;
     do
     :: n == tail -> break
-    :: n != tail && removed < most && low[SlotAt(n)] ->
-        Becomes(SlotAt(n), queued, dropped);
-        SlotAt(n) = FREE_SLOT;
-        removed++;
-        n++
+    :: n != tail && removed < most && low[SlotAt(n)] -> Drop(n); removed++; n++
     :: else -> Swap(n, n - removed); n++
     od;
     tail = tail - removed
@@ -167,11 +183,7 @@ inline RemoveDebugOrInfo(most, removed) {
 inline DropNewest(count) {
     n = count;
     do
-    :: n != 0 ->
-        tail--;
-        Becomes(SlotAt(tail), queued, dropped);
-        SlotAt(tail) = FREE_SLOT;
-        n--
+    :: n != 0 -> tail--; Drop(tail); n--
     :: else -> break
     od
 }
@@ -205,411 +217,426 @@ inline Grow() {
     do
     :: i < n -> slots[i] = larger[i]; i++
     :: else -> break
-    od
+    od;
+    i = 0
 }
 
 #define ALL_TAKEN (tail - known_head == ring_size)
-
-inline ProvideSlot() {
-    if
-    :: ALL_TAKEN && ring_size >= capacity
-    :: ALL_TAKEN && ring_size < capacity ->
-        d_step { take_mutex == 0; Grow(); SlotAt(tail) = FREE_SLOT }
-    :: !ALL_TAKEN && SlotAt(tail) != NO_SLOT
-    :: !ALL_TAKEN && SlotAt(tail) == NO_SLOT -> d_step { take_mutex == 0; SlotAt(tail) = FREE_SLOT }
-    fi
-}
+#define SLOT_PROVIDED (ALL_TAKEN -> ring_size >= capacity : SlotAt(tail) != NO_SLOT)
 
 inline EvictOldestDebugOrInfo(answer) {
-    d_step {
-        take_mutex == 0;
-        known_head = head;
-#ifndef EVICTS_WITHOUT_SECOND_LOOK
-        if
-        :: DEPTH < capacity -> answer = 0
-        :: else -> RemoveOldestDebugOrInfo(answer)
-        fi
+    known_head = head;
+#ifdef EVICTS_WITHOUT_SECOND_LOOK
+    if
+    :: true
 #else
-        n = DEPTH;
-        RemoveOldestDebugOrInfo(answer);
-        assert(DEPTH + 1 >= capacity || !answer)
+    if
+    :: DEPTH < capacity -> answer = 0
+    :: else
 #endif
-    }
+    -> assert(DEPTH == capacity); RemoveOldestDebugOrInfo(answer)
+    fi
 }
-
-/* RingLingering, in two steps; `found` is the caller's. */
-inline ExchangeLingering(found) { d_step { found = lingering; lingering = 0 } }
 
 proctype Producer(byte first; byte end) {
     byte event = first;
     bit is_full;
     bit evicted;
     bit ring;
-    bit found;
     bit has_block;
 
     do
-    :: event < end ->
-enqueue_gate:
-        if
-        :: running
-        :: !running -> fate[event] = refused; goto next
-        fi;
-push_lock:
+    :: event == end -> break
+    :: else ->
 #ifdef ASKS_BEFORE_PUBLISHING
         atomic { producers_mutex == 0; ring = asleep; asleep = 0 };
 #endif
+push:
         atomic {
             producers_mutex == 0;
             if
-            :: !accepting || stop_requested -> fate[event] = refused; goto next
+            :: !accepting || stop_requested -> Becomes(event, unsent, refused); goto next
             :: else
             fi;
-            producers_mutex = 1;
-            IsFull(is_full)
+            IsFull(is_full);
+            producers_mutex = 1
         };
         if
         :: is_full ->
-push_ring_full:
-            ExchangeLingering(found);
+push_full: /* RingLingering */
+            atomic {
+                if
+                :: lingering -> lingering = 0
+                :: else -> goto push_full_policy
+                fi
+            };
+            Ring();
+push_full_policy:
             if
-            :: found -> Ring(); found = 0
-            :: else
-            fi;
-            if
-            :: policy == newest -> producers_mutex = 0; goto push_dropped
+            :: policy == newest -> goto push_dropped
             :: else
             fi
         :: else
         fi;
 push_provide_slot:
-        ProvideSlot();
+        if
+        :: SLOT_PROVIDED
+        :: !SLOT_PROVIDED ->
+            d_step {
+                take_mutex == 0;
+                if
+                :: ALL_TAKEN -> Grow()
+                :: else
+                fi;
+                SlotAt(tail) = FREE_SLOT
+            }
+        fi;
+#ifdef BLOCKS
+        if
+        :: !has_block ->
 push_block:
-        if  /* a large event whose slot has no room: everything again with a block */
-        :: !has_block -> producers_mutex = 0; has_block = 1; is_full = 0; goto push_lock
+            atomic { producers_mutex = 0; has_block = 1; is_full = 0; goto push }
         :: true
         fi;
+#endif
         if
         :: is_full ->
 push_evict:
-            EvictOldestDebugOrInfo(evicted);
+            d_step { take_mutex == 0; EvictOldestDebugOrInfo(evicted) };
             if
             :: evicted
             :: else ->
                 d_step { IsFull(is_full) };
                 if
-                :: is_full -> producers_mutex = 0; goto push_dropped
+                :: is_full -> goto push_dropped
                 :: else
                 fi
             fi
         :: else
         fi;
-        is_full = 0;
-#ifdef PUBLISHES_BEFORE_PACKING
-        d_step { fate[event] = queued; tail++ };
-        SlotAt(tail - 1) = event;
-#else
-push_pack:
-        d_step { assert(SlotAt(tail) == FREE_SLOT); SlotAt(tail) = event };
 push_publish:
-        d_step { Becomes(event, unsent, queued); tail++; assert(DEPTH <= capacity) };
+        atomic {
+            is_full = 0;
+            assert(SlotAt(tail) == FREE_SLOT);
+#ifdef PUBLISHES_BEFORE_PACKING
+            Becomes(event, unsent, queued);
+            tail++
+        };
+        atomic {
+            SlotAt(tail - 1) = event;
+#else
+            SlotAt(tail) = event;
+            Becomes(event, unsent, queued);
+            tail++;
 #endif
-push_must_ring:
-#ifndef ASKS_BEFORE_PUBLISHING
-        ring = asleep;
+            assert(DEPTH <= capacity);
+#ifdef ASKS_BEFORE_PUBLISHING
+            goto push_unlock;
+#else
+            ring = asleep;
 #ifndef ASLEEP_STAYS
-        asleep = 0;
+            asleep = 0;
 #endif
-        if
-        :: !ring && tail - known_head >= HALF ->
-            known_head = head;
             if
-            :: tail - known_head >= HALF -> ExchangeLingering(ring)
+            :: ring || tail - known_head < HALF -> goto push_unlock
             :: else
             fi
-        :: else
-        fi;
 #endif
-        producers_mutex = 0;
+        };
+push_must_ring:
+        atomic {
+            known_head = head;
+            if
+            :: tail - known_head < HALF -> goto push_unlock
+            :: else
+            fi
+        };
+        atomic { ring = lingering; lingering = 0 };
+push_unlock:
+        atomic {
+            producers_mutex = 0;
+            counted_dropped = counted_dropped + evicted;
+            evicted = 0;
+            if
+            :: ring -> goto push_ring
+            :: else -> goto next
+            fi
+        };
 push_ring:
-        if
-        :: ring -> Ring(); ring = 0
-        :: else
-        fi;
-        if
-        :: evicted -> evicted = 0; goto push_dropped_other
-        :: else -> goto next
-        fi;
+        atomic { Ring(); ring = 0; goto next };
 push_dropped:
-        atomic { is_full = 0; Becomes(event, unsent, dropped) };
-push_dropped_other:
-        counted_dropped++;
+        atomic {
+            is_full = 0;
+            Becomes(event, unsent, dropped);
+            counted_dropped++;
+            producers_mutex = 0
+        };
 next:
-        atomic { is_full = 0; has_block = 0; event++ }
-    :: else -> break
+        atomic { event++; has_block = 0 }
     od
 }
 
 /* --- Worker --- */
 
+inline Took() {
+    Becomes(event, queued, in_hand);
+    assert(event != 1 || fate[0] != queued); /* one producer's events keep their order */
+    in_flight = 1;
+    taken_since_rest = 1
+}
+
 proctype Worker() {
     byte event = NO_EVENT;
     bit taken_since_rest;
     bit done;
-    byte seen;
 
-take_lock:
-#ifdef HAND_STAYS_FULL
-    Lock(take_mutex);
-#else
-    atomic { take_mutex == 0; take_mutex = 1; in_flight = 0 };
-#endif
-    if
-    :: DEPTH != 0 ->
-take_next:
-#ifdef HEAD_MOVES_BEFORE_UNPACKING
-        d_step { in_flight = 1; head++ };
-        d_step {
-            event = SlotAt(head - 1);
-            SlotAt(head - 1) = FREE_SLOT;
-            assert(event < EVENTS);
-            Becomes(event, queued, in_hand);
-            take_mutex = 0
-        };
-#else
-        d_step { event = SlotAt(head); assert(event < EVENTS) };
-        d_step {
-            SlotAt(head) = FREE_SLOT;
-            Becomes(event, queued, in_hand);
-            assert(event != 1 || fate[0] != queued);  /* one producer's events keep their order */
-            in_flight = 1;
-            head++;
-            taken_since_rest = 1;
-            take_mutex = 0
-        };
-#endif
-        goto process
-    :: else ->
-take_notify:
-        d_step {
-#ifndef WAITERS_NOT_NOTIFIED
-            if
-            :: drain_waiters != 0 -> NotifyAll()
-            :: else
-            fi;
-#endif
-#ifndef RESTS_UNDER_TAKE_LOCK
-            take_mutex = 0
-#endif
-        }
-    fi;
-
-rest:
-    if  /* whether it is worth lingering depends on a number of events that is left open here */
-    :: taken_since_rest -> taken_since_rest = 0;
-rest_linger:
-        lingering = 1;
-        seen = tail;  /* Depth() without a lock: its two loads */
-        if
-        :: seen != head
-        :: else ->
-#ifdef BELL_FORGETS
-            listening = 1;
-#endif
-            if
-            :: atomic { rung -> rung = 0 }
-            :: true  /* the time is over; a ring stays or comes later */
-            fi;
-#ifdef BELL_FORGETS
-            listening = 0
-#endif
-        fi;
-        d_step { seen = 0; lingering = 0 };
-        goto take_lock
-    :: taken_since_rest = 0
-    fi;
-rest_decide:
-#ifdef DECIDES_WITHOUT_LOCK
-    if
-    :: DEPTH != 0 -> goto take_lock
-    :: else
-    fi;
-    if
-    :: stop_requested -> done = 1
-    :: else -> asleep = 1
-    fi;
-#else
+take:
     atomic {
-        producers_mutex == 0;
+        take_mutex == 0;
+        if /* finished with the one before */
+        :: event != NO_EVENT -> Becomes(event, in_hand, delivered); counted_delivered++
+        :: else
+        fi;
+        event = NO_EVENT;
+#ifndef HAND_STAYS_FULL
+        in_flight = 0;
+#endif
         if
         :: DEPTH != 0 ->
-#ifdef RESTS_UNDER_TAKE_LOCK
-            take_mutex = 0;
+#ifdef HEAD_MOVES_BEFORE_UNPACKING
+            take_mutex = 1;
+            head++;
+            goto unpack_late
+#else
+            event = SlotAt(head);
+            assert(event < EVENTS);
+            SlotAt(head) = FREE_SLOT;
+            head++;
+            Took();
+            goto process
 #endif
-            goto take_lock
         :: else
         fi;
+#ifndef WAITERS_NOT_NOTIFIED
         if
-        :: stop_requested -> done = 1
-#ifdef ASLEEP_SET_AFTER_LOCK
+        :: drain_waiters != 0 -> NotifyAll()
         :: else
-#else
-        :: else -> asleep = 1
-#endif
         fi;
+#endif
 #ifdef RESTS_UNDER_TAKE_LOCK
-        take_mutex = 0
+        take_mutex = 1;
 #endif
+        if /* enough events to linger? How many that is, is left open. */
+        :: taken_since_rest -> taken_since_rest = 0; goto rest_linger
+        :: taken_since_rest = 0; goto rest_sleep
+        fi
     };
+
+#ifdef HEAD_MOVES_BEFORE_UNPACKING
+unpack_late:
+    event = SlotAt(head - 1);
+    d_step { assert(event < EVENTS); SlotAt(head - 1) = FREE_SLOT; Took(); take_mutex = 0 };
 #endif
-    if
-    :: done -> goto ended
-    :: else
-    fi;
-#ifdef ASLEEP_SET_AFTER_LOCK
-    asleep = 1;
-#endif
-rest_sleep:
-#ifdef BELL_FORGETS
-    listening = 1;
-    atomic { rung; rung = 0; listening = 0 };
-#else
-    atomic { rung; rung = 0 };
-#endif
-    goto take_lock;
 
 process:
-    if
-    :: d_step { Becomes(event, in_hand, delivered); counted_delivered++; event = NO_EVENT };
-        goto take_lock
 #ifdef WORKER_DIES
-    :: d_step { Becomes(event, in_hand, lost_with_worker); event = NO_EVENT }
-#endif
+    if
+    :: goto take
+    :: atomic { Becomes(event, in_hand, lost_with_worker); event = NO_EVENT; goto ended }
     fi;
+#else
+    goto take;
+#endif
 
-ended:
+rest_linger:
     atomic {
-        producers_mutex == 0 && take_mutex == 0;
+#ifdef RESTS_UNDER_TAKE_LOCK
+        take_mutex = 0;
+#endif
+        lingering = 1
+    };
+    if
+    :: atomic { rung -> rung = 0 }
+    :: true /* the time is over; a ring stays, or comes later */
+    fi;
+    atomic { lingering = 0; goto take };
+
+rest_sleep:
+#ifdef DECIDES_WITHOUT_LOCK
+    if
+    :: DEPTH != 0 -> goto take
+    :: else
+    fi;
+#endif
+    atomic {
+#ifndef DECIDES_WITHOUT_LOCK
+        producers_mutex == 0;
+#endif
+#ifdef RESTS_UNDER_TAKE_LOCK
+        take_mutex = 0;
+#endif
+#ifndef DECIDES_WITHOUT_LOCK
+        if
+        :: DEPTH != 0 -> goto take
+        :: else
+        fi;
+#endif
+        if
+        :: stop_requested -> done = 1; goto ended
+        :: else
+        fi;
+#ifdef SETS_ASLEEP_AFTER_LOCK
+    };
+    atomic {
+#endif
+        asleep = 1
+    };
+#ifdef BELL_FORGETS
+    listening = 1;
+#endif
+    atomic {
+        rung;
+        rung = 0;
+#ifdef BELL_FORGETS
+        listening = 0;
+#endif
+        goto take
+    };
+
+ended: /* WorkerEnded, and the thread's end */
+    atomic {
+        BOTH_FREE;
         assert(!done || DEPTH == 0);
         done = 0;
         taken_since_rest = 0;
         accepting = 0;
         in_flight = 0;
         worker_ended = 1;
-        NotifyAll()
-    };
-    joinable = 1
+        NotifyAll();
+        joinable = 1
+    }
 }
 
 /* --- Controlling threads --- */
 
-#define PENDING(event) (fate[event] == queued || fate[event] == in_hand)
+/* What was accepted when the caller began to wait is settled when it is told so. */
+inline CheckAnswer() {
+    assert(!drained || !((owed & 1) && PENDING(0)));
+    assert(!drained || !((owed & 2) && PENDING(1)));
+    assert(!drained || !((owed & 4) && PENDING(2)));
+    owed = 0
+}
 
-/* `who` waits; what was accepted when it began to is settled when it is told so. `owed` has one bit
- * for each event, `limited` says that the time may run out. */
-inline WaitUntilDrained(who, limited, drained) {
+/* `limited`: the time may run out, while waiting. Gives `drained`. */
+inline WaitUntilDrained(who) {
     atomic {
         take_mutex == 0;
-        take_mutex = 1;
-        owed = PENDING(0) + 2 * PENDING(1) + 4 * PENDING(2)
-    };
-    d_step { drained = DRAINED };
-    if
-    :: drained
-    :: else ->
-        ExchangeLingering(found);
+        owed = PENDING(0) + 2 * PENDING(1) + 4 * PENDING(2);
+        drained = DRAINED;
         if
-        :: found -> Ring(); found = 0
+        :: drained -> CheckAnswer(); goto answered
         :: else
         fi;
-        drain_waiters++;
-        do
-        :: d_step { drained = DRAINED };
-            if
-            :: drained || worker_ended || expired -> break
-            :: else
-            fi;
-            d_step { waits[who] = 1; take_mutex = 0 };
-            if
-            :: !waits[who]
-            :: limited -> waits[who] = 0; expired = 1
-            fi;
-            Lock(take_mutex)
-        od;
-        drain_waiters--
-    fi;
+        take_mutex = 1
+    };
+    atomic { /* RingLingering */
+        if
+        :: lingering -> lingering = 0
+        :: else -> goto wait
+        fi
+    };
+    Ring();
+wait:
+    atomic { drain_waiters++; goto look };
+woken:
+    atomic {
+        if
+        :: !waits[who]
+        :: waits[who] && limited -> waits[who] = 0; expired = 1
+        fi;
+        take_mutex == 0;
+        take_mutex = 1;
+look:
+        drained = DRAINED;
+        if
+        :: !drained && !worker_ended && !expired -> waits[who] = 1; take_mutex = 0; goto woken
+        :: else
+        fi;
 #ifdef ASKS_AGAIN_WHETHER_DRAINED
-    d_step { drained = DRAINED };
+    };
+    atomic {
+        drained = DRAINED;
 #endif
-    d_step {
-        assert(!drained || !(owed & 1 && PENDING(0)));
-        assert(!drained || !(owed & 2 && PENDING(1)));
-        assert(!drained || !(owed & 4 && PENDING(2)));
-        owed = 0;
+        drain_waiters--;
         expired = 0;
+        CheckAnswer();
         take_mutex = 0
-    }
+    };
+answered:
+    skip
 }
+
+#ifdef WORKER_DIES
+#define MAY_FAIL 1
+#else
+#define MAY_FAIL 0
+#endif
 
 proctype Flush() {
     byte owed;
+    bit limited = FLUSH_LIMITED;
     bit expired;
-    bit found;
     bit drained;
-flush_wait:
-    WaitUntilDrained(0, 0, drained);
-#ifndef WORKER_DIES
-    assert(drained);
-#endif
-    drained = 0
+
+    WaitUntilDrained(0);
+    d_step { assert(drained || limited || MAY_FAIL); drained = 0; limited = 0; flushed = 1 }
 }
 
 proctype Reload() {
     byte excess;
-    byte evicted;
-    byte to_capacity;
-    mtype to_policy;
-    bit found;
 
-    select(to_capacity : 1 .. 2);
-    if
-    :: to_policy = newest
-    :: to_policy = info_first
-    fi;
-reload_core:
-    Lock(core_mutex);
-    if
-    :: running ->
-reconfigure:
-        atomic { LockBoth(); found = lingering; lingering = 0 };
+    atomic { /* Reconfigure, all of it under core_mutex_ */
+        BOTH_FREE;
         if
-        :: found -> Ring(); found = 0
+        :: !running -> goto not_running
         :: else
         fi;
+        if
+        :: lingering -> lingering = 0; producers_mutex = 1; take_mutex = 1
+        :: else -> goto reconfigure
+        fi
+    };
+    atomic {
+        Ring();
+reconfigure:
+        capacity = NEW_CAPACITY;
         d_step {
-            capacity = to_capacity;
-            policy = to_policy;
+#ifdef NEW_POLICY
+            policy = OTHER_POLICY;
+#endif
             if
             :: DEPTH > capacity ->
                 excess = DEPTH - capacity;
+                evicted_by_trim = 0;
                 if
-                :: policy == info_first -> RemoveDebugOrInfo(excess, evicted)
+                :: policy == info_first -> RemoveDebugOrInfo(excess, evicted_by_trim)
                 :: else
                 fi;
-                DropNewest(excess - evicted);
+                DropNewest(excess - evicted_by_trim);
                 searched_to = head;
                 assert(DEPTH == capacity)
             :: else
             fi;
-            evicted = 0;
-            UnlockBoth()
-        };
 #ifndef TRIM_NOT_COUNTED
-        counted_dropped = counted_dropped + excess
+            counted_dropped = counted_dropped + excess;
 #endif
-    :: else
-    fi;
-    d_step { excess = 0; core_mutex = 0 }
+            excess = 0;
+            producers_mutex = 0;
+            take_mutex = 0
+        }
+    };
+not_running:
+    skip
 }
 
 proctype Stop() {
@@ -617,77 +644,69 @@ proctype Stop() {
     byte purged;
     bit limited;
     bit expired;
-    bit found;
     bit drained;
 
     if
     :: limited = 0
     :: limited = 1
     fi;
-stop_core:
-    atomic { core_mutex == 0; running = 0 };
+    running = 0;
 stop_accepting:
     atomic { producers_mutex == 0; accepting = 0 };
-stop_wait:
-    WaitUntilDrained(1, limited, drained);
-#ifndef WORKER_DIES
-    assert(drained || limited);
-#endif
+    WaitUntilDrained(1);
     if
     :: drained -> assert(DEPTH == 0 && !PENDING(0) && !PENDING(1) && !PENDING(2))
     :: else ->
+        assert(limited || MAY_FAIL);
 purge:
         d_step {
-            producers_mutex == 0 && take_mutex == 0;
+            BOTH_FREE;
             purged = DEPTH;
             DropNewest(purged);
             head = head + purged;
             tail = head;
+            counted_dropped = counted_dropped + purged;
             if
             :: DRAINED -> NotifyAll()
             :: else
-            fi
-        };
-        counted_dropped = counted_dropped + purged
+            fi;
+            purged = 0
+        }
     fi;
 request_stop:
-    atomic { producers_mutex == 0; stop_requested = 1; asleep = 0 };
+    atomic { producers_mutex == 0; stop_requested = 1; asleep = 0; drained = 0; limited = 0 };
 #ifndef STOP_DOES_NOT_RING
     Ring();
 #endif
-stop_join:
+join:
     joinable;
-    assert(DEPTH == 0 && !in_flight && worker_ended);
 close:
     d_step {
-        producers_mutex == 0 && take_mutex == 0;
-        head = tail;
+        BOTH_FREE;
+        assert(DEPTH == 0 && !in_flight && worker_ended);
         accepting = 0;
         stop_requested = 0;
         ring_size = 0;
-        i = 0;
-        do
-        :: i < POSITIONS -> slots[i] = NO_SLOT; i++
-        :: else -> break
-        od;
+        slots[0] = NO_SLOT;
+        slots[1] = NO_SLOT;
         NotifyAll();
-        purged = 0;
-        drained = 0;
-        limited = 0
+        stopped = 1
     }
 }
-
-#define FINAL(event) (fate[event] == delivered || fate[event] == dropped || \
-                      fate[event] == refused || fate[event] == lost_with_worker)
 
 init {
     atomic {
         i = 0;
-        do  /* every mix of severities */
-        :: i < EVENTS -> low[i] = 0; i++
+        do
+#ifdef ANY_LOW
         :: i < EVENTS -> low[i] = 1; i++
-        :: i >= EVENTS -> break
+        :: i < EVENTS -> i++
+#else
+        :: i < EVENTS -> low[i] = (LOW >> i) & 1; i++
+#endif
+        :: i == EVENTS -> break
         od;
+        i = 0;
         run Producer(0, 2);
         run Producer(2, 3);
         run Worker();
@@ -698,13 +717,9 @@ init {
     _nr_pr == 1;
     d_step {
         assert(FINAL(0) && FINAL(1) && FINAL(2));
-        assert(counted_delivered == (fate[0] == delivered) + (fate[1] == delivered) +
-                                        (fate[2] == delivered));
-        assert(counted_dropped == (fate[0] == dropped) + (fate[1] == dropped) +
-                                      (fate[2] == dropped));
-        assert(drain_waiters == 0 && producers_mutex == 0 && take_mutex == 0 && core_mutex == 0);
-        all_ended = 1
+        assert(counted_delivered == COUNT(delivered) && counted_dropped == COUNT(dropped));
+        assert(drain_waiters == 0 && BOTH_FREE)
     }
 }
 
-ltl everything_ends { <> all_ended }
+ltl everything_ends { <> (flushed && stopped && FINAL(0) && FINAL(1) && FINAL(2)) }

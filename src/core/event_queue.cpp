@@ -135,9 +135,14 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
 
 bool EventQueue::WaitUntilDrained(std::uint32_t timeout_ms) {
     std::unique_lock lock(take_mutex_);
-    if (IsDrained()) return true;
+    // The answer of the look that ends the wait: a later look could see the next event already.
+    bool drained = IsDrained();
+    if (drained) return true;
     RingLingering();
-    const auto done = [this] { return IsDrained() || worker_ended_; };
+    const auto done = [&] {
+        drained = IsDrained();
+        return drained || worker_ended_;
+    };
     ++drain_waiters_;
     if (timeout_ms == 0) {
         drained_.wait(lock, done);
@@ -145,7 +150,7 @@ bool EventQueue::WaitUntilDrained(std::uint32_t timeout_ms) {
         drained_.wait_for(lock, std::chrono::milliseconds(timeout_ms), done);
     }
     --drain_waiters_;
-    return IsDrained();
+    return drained;
 }
 
 EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {

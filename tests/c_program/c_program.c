@@ -1,24 +1,12 @@
-/* A C program on the public header and the real library: one event through a callback, and the
- * calls around it. Its configuration file lies in the current directory. Exits 0 when all is well;
- * otherwise it says which line failed. */
+/* A C program on the public header and the real library: one event through a callback. Its
+ * configuration file lies in the current directory. Its exit code is the line that failed, or 0. */
 #include <stdio.h>
 #include <string.h>
 
 #include "zvEvent/zvEvent.h"
 
-#define CHECK(condition)                                                    \
-    do {                                                                    \
-        if (!(condition)) {                                                 \
-            fprintf(stderr, "%s:%d: %s\n", __FILE__, __LINE__, #condition); \
-            return 1;                                                       \
-        }                                                                   \
-    } while (0)
-
-static const char* const kConfigPath = "c_program.xml";
-static const char* const kConfig =
-    "<zvCFG><key name='QRV'><key name='Events'><key name='sink'><key name='native'>"
-    "<key name='main'><value name='enabled'>0</value></key>"
-    "</key></key></key></key></zvCFG>";
+#define CHECK(condition) \
+    if (!(condition)) return __LINE__
 
 static void KeepMessage(const zvEventRecord* event, void* user_data) {
     char* message = user_data;
@@ -26,21 +14,20 @@ static void KeepMessage(const zvEventRecord* event, void* user_data) {
 }
 
 int main(void) {
-    char text[64];
     char message[64] = "";
     uint32_t callback_id = 0;
     zvEventRecord record = {0};
-    FILE* const file = fopen(kConfigPath, "w");
-    CHECK(file != NULL && fputs(kConfig, file) >= 0 && fclose(file) == 0);
-
-    CHECK(zvEventGetApiVersion() == ZVEVENT_API_VERSION);
-    CHECK(zvEventSubmitSimple(0, zvEventSeverityInfo, "c", "too early") ==
-          ZVEVENT_E_NOT_INITIALIZED);
-    CHECK(zvEventGetLastError(text, sizeof text) == ZVEVENT_OK);
-    CHECK(strcmp(text, "zvEvent is not initialized") == 0);
+    FILE* const file = fopen("c_program.xml", "w");
+    CHECK(file != NULL);
+    fputs(
+        "<zvCFG><key name='QRV'><key name='Events'><key name='sink'><key name='native'>"
+        "<key name='main'><value name='enabled'>0</value></key>"
+        "</key></key></key></key></zvCFG>",
+        file);
+    fclose(file);
 
     CHECK(zvEventRegisterCallback(KeepMessage, message, &callback_id) == ZVEVENT_OK);
-    CHECK(zvEventInitialize(kConfigPath) == ZVEVENT_OK);
+    CHECK(zvEventInitialize("c_program.xml") == ZVEVENT_OK);
     record.struct_size = sizeof record;
     record.version = ZVEVENT_API_VERSION;
     record.message = "from C";
@@ -48,8 +35,6 @@ int main(void) {
     CHECK(zvEventSubmit(&record) == ZVEVENT_OK);
     CHECK(zvEventFlush(10000) == ZVEVENT_OK);
     CHECK(strcmp(message, "from C") == 0);
-    CHECK(zvEventReloadConfig(NULL) == ZVEVENT_OK);
-    CHECK(zvEventUnregisterCallback(callback_id) == ZVEVENT_OK);
     CHECK(zvEventShutdown() == ZVEVENT_OK);
     return 0;
 }

@@ -5,165 +5,77 @@
 //
 // A callback holds the first event until the gate opens, so that the others are queued meanwhile.
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <thread>
 
-#include "exit/library.h"
-#include "exit/process.h"
+#include "exit/host.h"
+#include "support/gate.h"
+#include "zvEvent/zvEvent.h"
 
 namespace {
 
-using zvevent::test::Library;
+using zvevent::test::Gate;
 
 constexpr int kGood = 7;
-constexpr int kBad = 1;
 constexpr int kEvents = 100;
 constexpr int kRounds = 50;
 
 const char* library_path = nullptr;
 const char* config_path = nullptr;
-Library library;
-
 // Never destroyed: the worker may look at it until the very end.
-struct Gate {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool open = false;
-    int received = 0;
-};
-Gate& gate = *new Gate;
-
-void OpenGate() {
-    const std::scoped_lock lock(gate.mutex);
-    gate.open = true;
-    gate.changed.notify_all();
-}
-
-void WaitForEvents(int count) {
-    std::unique_lock lock(gate.mutex);
-    gate.changed.wait(lock, [count] { return gate.received >= count; });
-}
+Gate& gate = *new Gate(false);
 
 void WaitAtGate(const zvEventRecord*, void*) {
-    std::unique_lock lock(gate.mutex);
-    ++gate.received;
-    gate.changed.notify_all();
-    gate.changed.wait(lock, [] { return gate.open; });
-}
-
-void Count(const zvEventRecord*, void*) {
-    const std::scoped_lock lock(gate.mutex);
-    ++gate.received;
-    gate.changed.notify_all();
-}
-
-void ExitInside(const zvEventRecord*, void*) {
-    std::exit(kGood);
-}
-
-void EndThreadInside(const zvEventRecord*, void*) {
-    {
-        const std::scoped_lock lock(gate.mutex);
-        ++gate.received;
-        gate.changed.notify_all();
-    }
-    zvevent::test::EndThread();
+    gate.Pass();
 }
 
 void Check(bool good, const char* what) {
     if (good) return;
     std::fprintf(stderr, "failed: %s\n", what);
-    std::fflush(stderr);
-    std::_Exit(kBad);
+    std::_Exit(1);
 }
+
+#define CALL(function, ...) \
+    reinterpret_cast<decltype(&function)>(zvevent::test::Find(#function))(__VA_ARGS__)
 
 // Every event with a message of its own.
 void Submit(int count) {
     static int number = 0;
     for (int i = 0; i < count; ++i) {
         const std::string message = "event " + std::to_string(++number);
-        Check(library.submit(0, zvEventSeverityInfo, "exit", message.c_str()) == ZVEVENT_OK,
-              "submit");
+        Check(CALL(zvEventSubmitSimple, 0, 1, "exit", message.c_str()) == ZVEVENT_OK, "submit");
     }
 }
 
-// Loads and initialises; the first event is in `callback`, the others are queued.
-void Start(zvEventCallback callback) {
-    library = zvevent::test::OpenLibrary(library_path);
+// Loads and initialises; returns when the first event is in `callback` and the others are queued.
+void Start(zvEventCallback callback, int arrivals = 1) {
+    zvevent::test::OpenLibrary(library_path);
     std::uint32_t id = 0;
-    Check(library.register_callback(callback, nullptr, &id) == ZVEVENT_OK, "register");
-    Check(library.initialize(config_path) == ZVEVENT_OK, "initialize");
+    Check(CALL(zvEventRegisterCallback, callback, nullptr, &id) == ZVEVENT_OK, "register");
+    Check(CALL(zvEventInitialize, config_path) == ZVEVENT_OK, "initialize");
     Submit(kEvents);
+    gate.WaitForArrivals(arrivals);
 }
 
-int ReturnFromMain() {
+int OpenGateAtExit() {
     Start(WaitAtGate);
-    WaitForEvents(1);
-    std::atexit(OpenGate);  // runs before what the library has registered
+    std::atexit([] { gate.Set(true); });  // runs before what the library has registered
     return kGood;
 }
 
-int ExitOnAnotherThread() {
-    Start(WaitAtGate);
-    WaitForEvents(1);
-    std::atexit(OpenGate);
-    std::thread([] { zvevent::test::ExitProcessNow(kGood); }).join();
-    return kBad;
-}
-
-int UnloadWithQueuedEvents() {
-    Start(WaitAtGate);
-    WaitForEvents(1);
-    zvevent::test::CloseLibrary();
-    OpenGate();
-    WaitForEvents(kEvents);
-    return kGood;
-}
-
-int BlockedCallback() {
-    Start(WaitAtGate);
-    WaitForEvents(1);
-    return kGood;  // the gate stays shut
-}
-
-int ExitInsideCallback() {
-    Start(ExitInside);
-    for (;;)
-        std::this_thread::sleep_for(std::chrono::hours(1));
-}
-
-int ThreadEndsInCallback() {
-    Start(EndThreadInside);
-    WaitForEvents(1);
-    return kGood;
-}
-
-int ShutdownAfterThreadEnded() {
-    Start(EndThreadInside);
-    WaitForEvents(1);
-    Check(library.shutdown() == ZVEVENT_E_FAILURE, "shutdown reports lost events");
-    Check(library.initialize(config_path) == ZVEVENT_OK, "initialize again");
-    Submit(kEvents);
-    Check(library.shutdown() == ZVEVENT_OK, "shutdown");
-    return kGood;
-}
-
-// Loads, works and unloads again and again.
+// Loads, works and unloads again and again. Without a shutdown the former round may still run.
 int Cycles(bool with_shutdown) {
     int handles = 0;
     for (int round = 0; round < kRounds; ++round) {
-        library = zvevent::test::OpenLibrary(library_path);
-        const std::uint32_t started = library.initialize(config_path);
-        const bool still_running = started == ZVEVENT_E_ALREADY_INITIALIZED;
-        Check(started == ZVEVENT_OK || (still_running && !with_shutdown && round > 0),
+        zvevent::test::OpenLibrary(library_path);
+        const std::uint32_t started = CALL(zvEventInitialize, config_path);
+        Check(started == ZVEVENT_OK || (started == ZVEVENT_E_ALREADY_INITIALIZED && !with_shutdown),
               "initialize");
         Submit(2);
-        if (with_shutdown) Check(library.shutdown() == ZVEVENT_OK, "shutdown");
+        if (with_shutdown) Check(CALL(zvEventShutdown) == ZVEVENT_OK, "shutdown");
         zvevent::test::CloseLibrary();
         if (round == 0) handles = zvevent::test::OpenHandles();
     }
@@ -172,59 +84,20 @@ int Cycles(bool with_shutdown) {
     return kGood;
 }
 
-int CyclesWithShutdown() {
-    return Cycles(true);
-}
-
-int CyclesWithoutShutdown() {
-    return Cycles(false);
-}
-
-// The shutdown leaves nothing running that the unload would pull the code away from.
-int ShutdownThenUnload() {
-    Start(Count);
-    Check(library.shutdown() == ZVEVENT_OK, "shutdown");
-    zvevent::test::CloseLibrary();
-    return kGood;
-}
-
 // A thread that has called in ends when the library's code is gone.
 int ThreadOutlivesLibrary() {
-    static bool thread_is_in = false;  // guarded by the gate's mutex
-    Start(Count);
-    std::thread thread([] {
-        Check(library.submit(0, zvEventSeverityInfo, "exit", "") == ZVEVENT_E_INVALID_ARGUMENT,
-              "submit without a message");
-        std::unique_lock lock(gate.mutex);
-        thread_is_in = true;
-        gate.changed.notify_all();
-        gate.changed.wait(lock, [] { return gate.open; });
-    });
-    {
-        std::unique_lock lock(gate.mutex);
-        gate.changed.wait(lock, [] { return thread_is_in; });
-    }
-    Check(library.shutdown() == ZVEVENT_OK, "shutdown");
-    zvevent::test::CloseLibrary();
-    OpenGate();
-    thread.join();
-    return kGood;
-}
-
-// All of it on a thread that ends afterwards.
-int CyclesOnThread() {
-    int result = kBad;
-    std::thread([&result] { result = Cycles(true); }).join();
-    return result;
-}
-
-int ForkedChildExits() {
+    gate.Set(true);
     Start(WaitAtGate);
-    WaitForEvents(1);
-    const auto start = std::chrono::steady_clock::now();
-    Check(zvevent::test::ForkAndExit(3) == 3, "child's exit code");
-    Check(std::chrono::steady_clock::now() - start < std::chrono::seconds(3), "child's time");
-    OpenGate();
+    Gate thread_gate(false);
+    std::thread thread([&] {
+        Check(CALL(zvEventSubmitSimple, 0, 1, "exit", "") == ZVEVENT_E_INVALID_ARGUMENT, "refusal");
+        thread_gate.Pass();
+    });
+    thread_gate.WaitForArrivals(1);
+    Check(CALL(zvEventShutdown) == ZVEVENT_OK, "shutdown");
+    zvevent::test::CloseLibrary();
+    thread_gate.Set(true);
+    thread.join();
     return kGood;
 }
 
@@ -232,20 +105,68 @@ const struct {
     const char* name;
     int (*run)();
 } kScenarios[] = {
-    {"return", ReturnFromMain},
-    {"full_queue", ReturnFromMain},  // by its configuration
-    {"other_thread", ExitOnAnotherThread},
-    {"unload", UnloadWithQueuedEvents},
-    {"blocked_callback", BlockedCallback},
-    {"exit_in_callback", ExitInsideCallback},
-    {"thread_ends", ThreadEndsInCallback},
-    {"thread_ends_shutdown", ShutdownAfterThreadEnded},
-    {"cycles_shutdown", CyclesWithShutdown},
-    {"cycles", CyclesWithoutShutdown},
-    {"cycles_on_thread", CyclesOnThread},
-    {"shutdown_unload", ShutdownThenUnload},
+    {"return", OpenGateAtExit},
+    {"full_queue", OpenGateAtExit},  // by its configuration
+    {"other_thread",
+     [] {
+         OpenGateAtExit();
+         std::thread([] { std::exit(kGood); }).join();
+         return 1;
+     }},
+    {"unload",
+     [] {
+         Start(WaitAtGate);
+         zvevent::test::CloseLibrary();
+         gate.Set(true);
+         gate.WaitForArrivals(kEvents);
+         return kGood;
+     }},
+    {"blocked_callback",
+     [] {
+         Start(WaitAtGate);
+         return kGood;  // the gate stays shut
+     }},
+    {"exit_in_callback",
+     [] {
+         Start([](const zvEventRecord*, void*) { std::exit(kGood); });
+         return 1;
+     }},
+    {"hanging_webhook",  // its receiver, by the configuration
+     [] {
+         gate.Set(true);
+         Start(WaitAtGate, 0);
+         return kGood;
+     }},
+    {"hanging_shutdown",
+     [] {
+         gate.Set(true);
+         Start(WaitAtGate, 0);
+         Check(CALL(zvEventShutdown) == ZVEVENT_E_FAILURE, "shutdown");
+         return kGood;
+     }},
+    {"thread_ends",
+     [] {
+         gate.Set(true);
+         Start([](const zvEventRecord*, void*) {
+             gate.Pass();
+             zvevent::test::EndThread();
+         });
+         Check(CALL(zvEventFlush, 0) == ZVEVENT_E_FAILURE, "flush");
+         Check(CALL(zvEventShutdown) == ZVEVENT_E_FAILURE, "shutdown");
+         return kGood;
+     }},
+    {"fork",
+     [] {
+         Start(WaitAtGate);
+         const auto start = std::chrono::steady_clock::now();
+         Check(zvevent::test::ForkAndExit(3) == 3, "child's exit code");
+         Check(std::chrono::steady_clock::now() - start < std::chrono::seconds(3), "child's time");
+         gate.Set(true);
+         return kGood;
+     }},
+    {"cycles_shutdown", [] { return Cycles(true); }},
+    {"cycles", [] { return Cycles(false); }},
     {"thread_outlives", ThreadOutlivesLibrary},
-    {"fork", ForkedChildExits},
 };
 
 }  // namespace

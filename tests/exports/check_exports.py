@@ -29,39 +29,22 @@ SYSTEM_DLLS = {"KERNEL32.DLL", "ADVAPI32.DLL", "MSVCRT.DLL", "WS2_32.DLL", "WINH
 LOADING = {"HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"}
 
 
-def output(*command):
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
-
-
-def check_elf(library, nm, objdump):
-    # Each line ends with a kind and a name; the version is a symbol of kind A, which some tools
-    # write as NAME@@NAME.
-    table = output(nm, "-D", "--defined-only", library)
-    symbols = [line.split()[-2:] for line in table.splitlines()]
-    versions = {name.split("@@")[0] for kind, name in symbols if kind == "A"}
-    assert versions == {"ZVEVENT_1"}, versions
-    names = sorted(name for kind, name in symbols if kind != "A")
-    assert names == [f"{name}@@ZVEVENT_1" for name in EXPORTS], names
-    soname = re.findall(r"SONAME\s+(\S+)", output(objdump, "-p", library))
-    assert soname == ["libzvEvent.so.1"], soname
-
-
-def check_dll(library, objdump):
-    text = output(objdump, "-p", library)
+library, nm, objdump = sys.argv[1:]
+text = subprocess.check_output([objdump, "-p", library], text=True)
+if library.endswith(".dll"):
     table = text.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
-    names = re.findall(r"^\s*\[\s*\d+\].*?(\S+)$", table, re.MULTILINE)
-    assert names == EXPORTS, names
-    own_name = re.findall(r"^Name\s+[0-9a-f]+ (\S+)$", text, re.MULTILINE)
-    assert own_name == ["zvEvent.dll"], own_name
+    assert re.findall(r"^\s*\[\s*\d+\].*?(\S+)$", table, re.MULTILINE) == EXPORTS, table
+    assert re.findall(r"^Name\s+[0-9a-f]+ (\S+)$", text, re.MULTILINE) == ["zvEvent.dll"]
     needed = {name.upper() for name in re.findall(r"DLL Name: (\S+)", text)}
     assert needed and needed <= SYSTEM_DLLS, needed - SYSTEM_DLLS
     characteristics = text.split("DllCharacteristics")[1].split("SizeOfStackReserve")[0]
-    missing = LOADING - set(characteristics.split())
-    assert not missing, missing
-
-
-library, nm, objdump = sys.argv[1:]
-if library.endswith(".dll"):
-    check_dll(library, objdump)
+    assert LOADING <= set(characteristics.split()), characteristics
 else:
-    check_elf(library, nm, objdump)
+    # Each line ends with a kind and a name; the version is a symbol of kind A, which some tools
+    # write as NAME@@NAME.
+    table = subprocess.check_output([nm, "-D", "--defined-only", library], text=True)
+    symbols = [line.split()[-2:] for line in table.splitlines()]
+    assert {name.split("@@")[0] for kind, name in symbols if kind == "A"} == {"ZVEVENT_1"}, table
+    names = sorted(name for kind, name in symbols if kind != "A")
+    assert names == [f"{name}@@ZVEVENT_1" for name in EXPORTS], names
+    assert re.findall(r"SONAME\s+(\S+)", text) == ["libzvEvent.so.1"], text

@@ -1,33 +1,19 @@
-// Prints the alert documents that the library makes of events, one a line.
-//
-//     format_alert [no-resolved] [source-label] [prefix=TEXT] < events
-//
-// The events' form stands in records.h. Exits 0 when every call succeeded.
-#include <cstdint>
-#include <cstdio>
+// Prints the alert documents, with source labels, that the library makes of the events of its
+// standard input (see records.h), one a line. Its argument is the prefix of the alerts' names.
 #include <iostream>
 #include <string>
 
 #include "records.h"
 #include "zvEvent/zvEventAlertmanager.h"
 
-int main(int argc, char** argv) {
-    zvEventAlertmanagerFormatterConfig config;
-    for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
-        config.send_resolved &= word != "no-resolved";
-        config.allow_source_label |= word == "source-label";
-        if (word.rfind("prefix=", 0) == 0) config.alertname_prefix = word.substr(7);
-    }
+int main(int, char** argv) {
+    const zvEventAlertmanagerFormatterConfig config{true, true, argv[1]};
     const bool good = ForEachRecord(std::cin, [&](const zvEventRecord& record) {
         std::string document;
-        const std::uint32_t result = zvEventFormatAlertmanagerRecord(&record, config, &document);
-        if (result == ZVEVENT_OK) {
-            std::cout << document << '\n';
-        } else {
-            std::fprintf(stderr, "format: 0x%08X\n", result);
-        }
-        return result == ZVEVENT_OK;
+        const bool formatted =
+            zvEventFormatAlertmanagerRecord(&record, config, &document) == ZVEVENT_OK;
+        std::cout << document << '\n';
+        return formatted;
     });
     return good ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 """The SNMP output against snmptrapd and the MIB module, set up as docs/snmp.md says: names and values
-of every trap come back equal. The module itself is checked by smilint and snmptranslate."""
+of every trap come back equal. The module itself is checked by smilint."""
 import os
+import pathlib
 import re
 import shlex
 import shutil
@@ -14,7 +15,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 DOCS = os.path.join(HERE, "../../docs")
 MODULE = os.path.join(DOCS, "mib/ZVEVENT-MIB.txt")
 os.environ["PATH"] += ":/usr/sbin"
-if any(shutil.which(tool) is None for tool in ["snmptrapd", "snmptranslate", "smilint"]):
+if any(shutil.which(tool) is None for tool in ["snmptrapd", "smilint"]):
     sys.exit(77)
 
 NASTY = 'quote " bracket ] backslash \\ umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
@@ -52,52 +53,29 @@ def documented(language):
         return re.search(rf"```{language}\n(.*?)```", file.read(), re.S)[1]
 
 
-def check_module(directory):
-    smi_conf = os.path.join(directory, "smi.conf")
-    with open(smi_conf, "w", encoding="utf-8") as file:
-        file.write(f"path {HERE}/mibs\n")
-    lint = subprocess.run(["smilint", "-c", smi_conf, "-l", "3", "-s", MODULE],
-                          capture_output=True, text=True, check=False)
+with tempfile.TemporaryDirectory() as directory:
+    mibs, log, smi = (os.path.join(directory, name) for name in ("mibs", "traps.log", "smi.conf"))
+    shutil.copytree(os.path.join(HERE, "mibs"), mibs)
+    for name in ["snmp.conf", "snmptrapd.conf"]:
+        pathlib.Path(directory, name).write_text(
+            documented(name).replace("/usr/local/share/snmp/mibs", mibs))
+    pathlib.Path(smi).write_text(f"path {mibs}\n")
+    lint = subprocess.run(["smilint", "-c", smi, "-l", "3", "-s", MODULE], capture_output=True)
     assert lint.returncode == 0 and not lint.stdout + lint.stderr, lint
-    for name, oid in [("zvEventTrap", "0.1"), ("zvEventSeverity.0", "1.1.0"),
-                      ("zvEventDetailsJson.0", "1.12.0")]:
-        told = subprocess.run(["snmptranslate", "-m", "ZVEVENT-MIB", "-On", f"ZVEVENT-MIB::{name}"],
-                              capture_output=True, text=True, check=True).stdout.strip()
-        assert told == f".1.3.6.1.4.1.32473.1.1.{oid}", told
+    shutil.copy(MODULE, mibs)
+    os.environ["SNMPCONFPATH"] = directory
 
+    port = peers.free_port()
+    command = documented("sh").replace("/var/log/zvevent-traps.log", log)
+    command = command.replace("udp:162", f"udp:127.0.0.1:{port}")
+    command = command.replace("udp6:162", f"udp6:[::1]:{port}")
 
-def main():
-    with tempfile.TemporaryDirectory() as directory:
-        mibs = os.path.join(directory, "mibs")
-        log = os.path.join(directory, "traps.log")
-        shutil.copytree(os.path.join(HERE, "mibs"), mibs)
-        shutil.copy(MODULE, mibs)
-        for name in ["snmp.conf", "snmptrapd.conf"]:
-            with open(os.path.join(directory, name), "w", encoding="utf-8") as file:
-                file.write(documented(name).replace("/usr/local/share/snmp/mibs", mibs))
-        os.environ["SNMPCONFPATH"] = directory
-        check_module(directory)
+    def logged(text):
+        return pathlib.Path(log).exists() and pathlib.Path(log).read_bytes().count(text)
 
-        port = peers.free_port()
-        command = documented("sh").replace("/var/log/zvevent-traps.log", log)
-        command = command.replace("udp:162", f"udp:127.0.0.1:{port}")
-        command = command.replace("udp6:162", f"udp6:[::1]:{port}")
-
-        def logged():
-            if not os.path.exists(log):
-                return b""
-            with open(log, "rb") as file:
-                return file.read()
-
-        with peers.running([*shlex.split(command), "-p", os.path.join(directory, "pid")]):
-            peers.wait_for(lambda: b"NET-SNMP version" in logged(), "snmptrapd")
-            for host in ["127.0.0.1", "::1"]:
-                peers.emit(directory, peers.config(snmp__trap={"host": host, "port": port}), EVENTS)
-            count = 2 * len(EVENTS)
-            peers.wait_for(lambda: logged().count(b"zvEventTrap\n") == count, "the traps")
-            for event in EVENTS:
-                text = expected(event)
-                peers.wait_for(lambda: logged().count(text) == 2, f"{text!r} in {logged()!r}", 5)
-
-
-main()
+    with peers.running([*shlex.split(command), "-p", os.path.join(directory, "pid")]):
+        peers.wait_for(lambda: logged(b"NET-SNMP version"), "snmptrapd")
+        for host in ["127.0.0.1", "::1"]:
+            peers.emit(directory, peers.config(snmp__trap={"host": host, "port": port}), EVENTS)
+        for event in EVENTS:
+            peers.wait_for(lambda: logged(expected(event)) == 2, expected(event), 5)

@@ -1,16 +1,36 @@
 #include "records.h"
 
-#include <cstdint>
 #include <cstdlib>
+#include <list>
 #include <map>
 #include <string>
 
 namespace {
 
+template <typename Type>
+using Fields = std::map<std::string, Type zvEventRecord::*>;
+
+using Record = zvEventRecord;
+const Fields<const char*> kTexts = {{"event_type", &Record::event_type},
+                                    {"source_id", &Record::source_id},
+                                    {"source_name", &Record::source_name},
+                                    {"message", &Record::message},
+                                    {"action", &Record::action},
+                                    {"dedupe_key", &Record::dedupe_key},
+                                    {"timecode", &Record::timecode},
+                                    {"correlation_id", &Record::correlation_id},
+                                    {"units", &Record::units},
+                                    {"details_json", &Record::details_json}};
+const Fields<std::uint64_t> kNumbers = {{"event_id", &Record::event_id},
+                                        {"utc_ns", &Record::utc_ns},
+                                        {"ptp_ns", &Record::ptp_ns},
+                                        {"duration_ms", &Record::duration_ms}};
+const Fields<double> kReals = {{"value", &Record::value}, {"threshold", &Record::threshold}};
+
 std::string Decoded(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size()) {
+        if (text[i] == '%') {
             bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
             i += 2;
         } else if (text[i] != '\r') {
@@ -20,55 +40,29 @@ std::string Decoded(const std::string& text) {
     return bytes;
 }
 
-zvEventRecord RecordOf(const std::map<std::string, std::string>& fields) {
-    const auto text = [&](const char* name) {
-        const auto found = fields.find(name);
-        return found != fields.end() ? found->second.c_str() : nullptr;
-    };
-    const auto number = [&](const char* name) {
-        const char* digits = text(name);
-        return digits != nullptr ? std::strtoull(digits, nullptr, 10) : 0;
-    };
-    const auto real = [&](const char* name) {
-        const char* digits = text(name);
-        return digits != nullptr ? std::strtod(digits, nullptr) : 0.0;
-    };
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
-    record.event_id = number("event_id");
-    record.event_type = text("event_type");
-    record.source_id = text("source_id");
-    record.source_name = text("source_name");
-    record.message = text("message");
-    record.severity = static_cast<std::uint32_t>(number("severity"));
-    record.action = text("action");
-    record.dedupe_key = text("dedupe_key");
-    record.correlation_id = text("correlation_id");
-    record.utc_ns = number("utc_ns");
-    record.ptp_ns = number("ptp_ns");
-    record.pts = static_cast<std::int64_t>(number("pts"));
-    record.timecode = text("timecode");
-    record.value = real("value");
-    record.threshold = real("threshold");
-    record.units = text("units");
-    record.duration_ms = number("duration_ms");
-    record.details_json = text("details_json");
-    return record;
-}
-
 }  // namespace
 
 bool ForEachRecord(std::istream& text, const std::function<bool(const zvEventRecord&)>& handle) {
     bool good = true;
-    std::map<std::string, std::string> fields;
+    zvEventRecord empty{};
+    empty.struct_size = sizeof empty;
+    empty.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = empty;
+    std::list<std::string> values;
     for (std::string line; std::getline(text, line);) {
-        if (line == "." || line == ".\r") {
-            good = handle(RecordOf(fields)) && good;
-            fields.clear();
-        } else if (const std::size_t equals = line.find('='); equals != std::string::npos) {
-            fields[line.substr(0, equals)] = Decoded(line.substr(equals + 1));
+        const std::size_t equals = line.find('=');
+        if (equals == std::string::npos) {
+            good = handle(record) && good;
+            record = empty;
+            continue;
         }
+        const std::string name = line.substr(0, equals);
+        const char* const value = values.emplace_back(Decoded(line.substr(equals + 1))).c_str();
+        if (kTexts.contains(name)) record.*kTexts.at(name) = value;
+        if (kReals.contains(name)) record.*kReals.at(name) = std::strtod(value, nullptr);
+        if (kNumbers.contains(name)) record.*kNumbers.at(name) = std::strtoull(value, nullptr, 10);
+        if (name == "pts") record.pts = std::strtoll(value, nullptr, 10);
+        if (name == "severity") record.severity = static_cast<std::uint32_t>(std::atoi(value));
     }
     return good;
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
+#include <utility>
 
 #include "format/csv_row.h"
 #include "sinks/csv_sink.h"
@@ -13,34 +13,11 @@
 namespace zvevent {
 namespace {
 
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(std::size_t bytes) {
-        getrlimit(RLIMIT_FSIZE, &former_);
-        rlimit limit = former_;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &former_); }
-
-private:
-    rlimit former_{};
-};
-
-TEST(CsvFullDisk, TakesBackAHeaderThatDidNotFit) {
-    const test::TempDirectory directory;
-    zvEventSinkConfig config;
-    config.csv.path = directory.File("e.csv");
-    std::shared_ptr<zvEventCsvSink> sink;
-    {
-        const FileSizeLimit limit(100);
-        std::string error;
-        EXPECT_EQ(zvEventCsvSink::Create(config, &sink, &error), ZVEVENT_E_FAILURE);
-        EXPECT_EQ(error, "Unable to write zvEvent CSV header: " + config.csv.path);
-        EXPECT_EQ(directory.Read("e.csv"), "");
-    }
-    EXPECT_EQ(zvEventCsvSink::Create(config, &sink, nullptr), ZVEVENT_OK);
-    EXPECT_EQ(directory.Read("e.csv"), kCsvHeader);
+void LimitFileSize(rlim_t bytes) {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = bytes < limit.rlim_max ? bytes : limit.rlim_max;
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 TEST(CsvFullDisk, EndsTheCutRowAndLosesOnlyWhatItReported) {
@@ -48,35 +25,36 @@ TEST(CsvFullDisk, EndsTheCutRowAndLosesOnlyWhatItReported) {
     event.message = "a\nb";
     std::string row;
     AppendCsvRow(row, event);
-    const std::size_t header = kCsvHeader.size();
+    // Cut in the header, inside a plain field, inside a quoted one, and at a row's end.
+    const std::size_t header = kCsvHeader.size(), second = header + row.size();
+    const std::pair<std::size_t, std::string> cases[] = {{header / 2, ""},
+                                                         {second + row.find("raise"), "\n"},
+                                                         {second + row.find("a\nb") + 2, "\"\n"},
+                                                         {second + row.size(), ""}};
     for (const bool each : {true, false}) {
-        // Cut inside a plain field, inside a quoted one, and at a row's end.
-        for (const std::size_t cut : {row.find("temperature"), row.find("a\nb") + 2, row.size()}) {
+        for (const auto& [cut, end] : cases) {
             const test::TempDirectory directory;
             zvEventSinkConfig config;
             config.csv.path = directory.File("e.csv");
             config.csv.flush_each_event = each;
+            LimitFileSize(cut);
             zvEventCsvSink sink(config);
-            int failed = 0;
-            {
-                const FileSizeLimit limit(header + row.size() + cut);
-                for (int i = 0; i < 3; ++i)
-                    failed += sink.write(event, nullptr) != ZVEVENT_OK;
-                failed += sink.flush(0) != ZVEVENT_OK && !each;
-                EXPECT_NE(sink.LastError(), "");
-            }
+            std::size_t accepted = 0;
+            for (int i = 0; i < 3; ++i)
+                accepted += sink.write(event, nullptr) == ZVEVENT_OK;
+            if (!each) sink.flush(0);
+            EXPECT_EQ(sink.LastError().starts_with("Unable to write zvEvent CSV header: "),
+                      cut < header);
+            LimitFileSize(RLIM_INFINITY);
             EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
             EXPECT_EQ(sink.flush(0), ZVEVENT_OK);
-            const std::string cut_row = row.substr(0, cut);
-            const bool quoted = std::count(cut_row.begin(), cut_row.end(), '"') % 2 != 0;
-            const std::string ended = cut == row.size() ? "" : cut_row + (quoted ? "\"\n" : "\n");
-            // Row by row: one in, the second cut, the third refused. Collected: all three accepted.
-            std::string expected = std::string(kCsvHeader) + row;
-            if (cut == row.size()) expected += row;
-            expected += ended + row;
-            if (!each) expected += cut == row.size() ? row : row + row;
+            // All of what was accepted, and between it the piece of a row that was not.
+            const std::string whole = (std::string(kCsvHeader) + row + row).substr(0, cut);
+            std::string expected = cut < header ? std::string(kCsvHeader) : whole + end;
+            for (std::size_t i = cut < header ? 0 : (whole.size() - header) / row.size();
+                 i <= accepted; ++i)
+                expected += row;
             EXPECT_EQ(directory.Read("e.csv"), expected) << each << " " << cut;
-            EXPECT_EQ(failed, each ? (cut == row.size() ? 1 : 2) : 1);
         }
     }
 }

@@ -15,8 +15,11 @@ class Gate {
 public:
     explicit Gate(bool open = true) : open_(open) {}
 
-    void Close() { Set(false); }
-    void Open() { Set(true); }
+    void Set(bool open) {
+        const std::scoped_lock lock(mutex_);
+        open_ = open;
+        changed_.notify_all();
+    }
 
     // Counts as arrived, then waits until the gate is open.
     void Pass() {
@@ -32,12 +35,6 @@ public:
     }
 
 private:
-    void Set(bool open) {
-        const std::scoped_lock lock(mutex_);
-        open_ = open;
-        changed_.notify_all();
-    }
-
     std::mutex mutex_;
     std::condition_variable changed_;
     bool open_;

@@ -28,12 +28,15 @@ inline Outcome Post(const std::string& url, std::string headers = "", std::uint3
     outcome.good =
         zvOSHTTPCommand(url.c_str(), "POST", headers.c_str(), body.data(),
                         static_cast<std::uint32_t>(body.size()), &bytes, &length, timeout) != 0;
-    outcome.ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                     std::chrono::steady_clock::now() - start)
-                     .count();
+    outcome.ms = (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
     if (bytes != nullptr) outcome.body.assign(static_cast<const char*>(bytes), length);
     ZVFree(bytes);
     return outcome;
+}
+
+// Answers one request and closes.
+inline TcpServer::Script AnsweringOnce(std::string answer) {
+    return [answer](TcpServer::Peer& peer) { peer.ReadRequest() && peer.Send(answer); };
 }
 
 // Answers every request on a connection alike.
@@ -42,11 +45,6 @@ inline TcpServer::Script Answering(std::string answer) {
         while (peer.ReadRequest() && peer.Send(answer)) {
         }
     };
-}
-
-// Answers one request and closes.
-inline TcpServer::Script AnsweringOnce(std::string answer) {
-    return [answer](TcpServer::Peer& peer) { peer.ReadRequest() && peer.Send(answer); };
 }
 
 inline const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -11,16 +10,14 @@
 #include <thread>
 #include <vector>
 
-#include "socket_api.h"
+#include "support/udp_receiver.h"
 
 namespace zvevent::test {
 
-class TcpServer {
+class TcpServer : private BoundSocket {
 public:
     // One connection, for the script. Everything ends early when the server stops.
-    class Peer {
-    public:
-        Peer(TcpServer& server, Socket socket) : server_(server), socket_(socket) {}
+    struct Peer {
         // A whole request with the body its Content-Length announces. False when the client closed.
         bool ReadRequest();
         // False when the client is gone.
@@ -29,17 +26,14 @@ public:
         bool ClosedWithin(int ms);
         void WaitForClose();
 
-    private:
-        TcpServer& server_;
-        Socket socket_;
-        std::string unread_;
+        TcpServer& server;
+        const Socket socket;
+        std::string unread = {};
     };
     using Script = std::function<void(Peer&)>;
 
     explicit TcpServer(Script script);
     ~TcpServer();
-    TcpServer(const TcpServer&) = delete;
-    TcpServer& operator=(const TcpServer&) = delete;
 
     // "<scheme>://127.0.0.1:<port>"
     std::string Url(std::string_view scheme = "http") const;
@@ -50,8 +44,6 @@ private:
     void Accept();
 
     const Script script_;
-    Socket listener_;
-    std::uint16_t port_ = 0;
     std::atomic<bool> stopping_{false};
     std::atomic<int> connections_{0};
     mutable std::mutex mutex_;

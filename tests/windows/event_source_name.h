@@ -9,22 +9,11 @@
 
 namespace zvevent::test {
 
-class EventSourceName {
-public:
-    explicit EventSourceName(const char* subject)
-        : text_(std::string("zvEvent-test-") + subject + "-" +
-                std::to_string(GetCurrentProcessId())) {
-        zvEventRemoveWindowsEventSource(c_str());
-    }
-    ~EventSourceName() { zvEventRemoveWindowsEventSource(c_str()); }
-    EventSourceName(const EventSourceName&) = delete;
-    EventSourceName& operator=(const EventSourceName&) = delete;
+struct EventSourceName {
+    EventSourceName() { zvEventRemoveWindowsEventSource(text.c_str()); }
+    ~EventSourceName() { zvEventRemoveWindowsEventSource(text.c_str()); }
 
-    const std::string& text() const { return text_; }
-    const char* c_str() const { return text_.c_str(); }
-
-private:
-    const std::string text_;
+    const std::string text = "zvEvent-test-" + std::to_string(GetCurrentProcessId());
 };
 
 }  // namespace zvevent::test

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <map>
 #include <string>
 
 #include "base/last_error.h"
@@ -11,110 +12,58 @@
 
 namespace {
 
-using zvevent::LastErrorText;
-using zvevent::test::EventSourceName;
+// Name to type and bytes.
+using Values = std::map<std::string, std::pair<DWORD, std::string>>;
 
-// A value as it is stored, with its type.
-struct Value {
-    DWORD type = REG_NONE;
-    std::string bytes;
-
-    bool operator==(const Value&) const = default;
-};
-
-Value Text(const std::string& text) {
-    return {REG_EXPAND_SZ, text + '\0'};
+// The values under the source's key; none when there is no key.
+Values Stored(const std::string& source) {
+    Values values;
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, zvevent::EventSourceKey(source).c_str(), 0, KEY_READ,
+                      &key) != ERROR_SUCCESS) {
+        return values;
+    }
+    char name[64], bytes[1024];
+    for (DWORD i = 0, type = 0;; ++i) {
+        DWORD name_size = sizeof name, size = sizeof bytes;
+        if (RegEnumValueA(key, i, name, &name_size, nullptr, &type, reinterpret_cast<BYTE*>(bytes),
+                          &size) != ERROR_SUCCESS) {
+            break;
+        }
+        values[name] = {type, std::string(bytes, size)};
+    }
+    RegCloseKey(key);
+    return values;
 }
 
-Value Number(char number) {
-    return {REG_DWORD, {number, 0, 0, 0}};
-}
-
-class Key {
-public:
-    explicit Key(const std::string& source) {
-        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, zvevent::EventSourceKey(source).c_str(), 0, KEY_READ,
-                          &key_) != ERROR_SUCCESS) {
-            key_ = nullptr;
-        }
-    }
-    ~Key() {
-        if (Exists()) RegCloseKey(key_);
-    }
-    Key(const Key&) = delete;
-    Key& operator=(const Key&) = delete;
-
-    bool Exists() const { return key_ != nullptr; }
-
-    DWORD ValueCount() const {
-        DWORD count = 0;
-        RegQueryInfoKeyA(key_, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
-                         nullptr, nullptr, nullptr, nullptr);
-        return count;
-    }
-
-    Value Get(const char* name) const {
-        Value value;
-        char bytes[1024];
-        DWORD size = sizeof bytes;
-        if (RegQueryValueExA(key_, name, nullptr, &value.type, reinterpret_cast<BYTE*>(bytes),
-                             &size) == ERROR_SUCCESS) {
-            value.bytes.assign(bytes, size);
-        }
-        return value;
-    }
-
-private:
-    HKEY key_ = nullptr;
-};
-
-void ExpectSource(const std::string& source, const std::string& message_file) {
-    const Key key(source);
-    ASSERT_TRUE(key.Exists());
-    EXPECT_EQ(key.ValueCount(), 3U);
-    EXPECT_EQ(key.Get("EventMessageFile"), Text(message_file));
-    EXPECT_EQ(key.Get("TypesSupported"), Number(7));
-    EXPECT_EQ(key.Get("CustomSource"), Number(1));
+Values Installed(const std::string& message_file) {
+    return {{"EventMessageFile", {REG_EXPAND_SZ, message_file + '\0'}},
+            {"TypesSupported", {REG_DWORD, {7, 0, 0, 0}}},
+            {"CustomSource", {REG_DWORD, {1, 0, 0, 0}}}};
 }
 
 TEST(EventSource, IsInstalledRewrittenAndRemoved) {
-    const EventSourceName name("install");
-    ASSERT_FALSE(Key(name.text()).Exists());
+    const zvevent::test::EventSourceName name;
+    const char* const source = name.text.c_str();
     for (const char* file : {"%SystemRoot%\\one.dll", "C:\\two.dll"}) {
-        EXPECT_EQ(zvEventInstallWindowsEventSource(name.c_str(), file), ZVEVENT_OK);
-        EXPECT_EQ(LastErrorText(), "");
-        ExpectSource(name.text(), file);
+        EXPECT_EQ(zvEventInstallWindowsEventSource(source, file), ZVEVENT_OK);
+        EXPECT_EQ(Stored(source), Installed(file));
     }
     for (int round = 0; round < 2; ++round) {
-        EXPECT_EQ(zvEventRemoveWindowsEventSource(name.c_str()), ZVEVENT_OK);
-        EXPECT_EQ(LastErrorText(), "");
-        EXPECT_FALSE(Key(name.text()).Exists());
+        EXPECT_EQ(zvEventRemoveWindowsEventSource(source), ZVEVENT_OK);
+        EXPECT_EQ(Stored(source), Values());
     }
-}
-
-TEST(EventSource, NamesTheLibraryWithoutAMessageFile) {
     const HMODULE library = LoadLibraryA("zvEvent.dll");
-    ASSERT_NE(library, nullptr);
     char path[MAX_PATH];
     GetModuleFileNameA(library, path, sizeof path);
     const auto install = reinterpret_cast<decltype(&zvEventInstallWindowsEventSource)>(
         reinterpret_cast<void*>(GetProcAddress(library, "zvEventInstallWindowsEventSource")));
-    ASSERT_NE(install, nullptr);
     for (const char* none : {static_cast<const char*>(nullptr), ""}) {
-        const EventSourceName name("default");
-        EXPECT_EQ(install(name.c_str(), none), ZVEVENT_OK);
-        ExpectSource(name.text(), path);
+        EXPECT_EQ(install(source, none), ZVEVENT_OK);
+        EXPECT_EQ(Stored(source), Installed(path));
+        zvEventRemoveWindowsEventSource(source);
     }
     FreeLibrary(library);
-}
-
-TEST(EventSource, RefusesBadNames) {
-    for (const char* name : {static_cast<const char*>(nullptr), "", "a\\b", "\\"}) {
-        EXPECT_EQ(zvEventInstallWindowsEventSource(name, "file"), ZVEVENT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(LastErrorText(), "Invalid Windows Event Log source name");
-        EXPECT_EQ(zvEventRemoveWindowsEventSource(name), ZVEVENT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(LastErrorText(), "Invalid Windows Event Log source name");
-    }
 }
 
 TEST(EventSource, PassesTheSystemsCodeOn) {
@@ -124,8 +73,9 @@ TEST(EventSource, PassesTheSystemsCodeOn) {
                                          0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr);
     ASSERT_NE(code, ERROR_SUCCESS);
     EXPECT_EQ(zvEventInstallWindowsEventSource(name.c_str(), "file"), ZVEVENT_E_FAILURE);
-    EXPECT_EQ(LastErrorText(), "Unable to create Windows Event Log source registry key error=" +
-                                   std::to_string(code));
+    EXPECT_EQ(
+        zvevent::LastErrorText(),
+        "Unable to create Windows Event Log source registry key error=" + std::to_string(code));
 }
 
 }  // namespace

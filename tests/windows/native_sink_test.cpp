@@ -1,5 +1,5 @@
-// The native sink on the event log: what is handed to the log, by hooks in the import table that go
-// on to the real functions, and what a debugger sees, by an exception handler in process.
+// The native sink on the event log: what is handed to the log and to a debugger, by functions of
+// the test's own in the place of the imported ones; those of the log go on to the real ones.
 #include "sinks/native_sink.h"
 
 #include <gtest/gtest.h>
@@ -12,211 +12,147 @@
 #include "support/sample_event.h"
 #include "windows/event_source_name.h"
 
-extern "C" {
-extern decltype(&RegisterEventSourceA) __imp_RegisterEventSourceA;
-extern decltype(&ReportEventA) __imp_ReportEventA;
-extern decltype(&DeregisterEventSource) __imp_DeregisterEventSource;
-}
-
 namespace {
 
 using zvevent::test::SampleEvent;
+using Strings = std::vector<std::string>;
 
-// Replaces an entry of the import table while it lives.
+// What was seen, and which codes the log fails with; 0: it does not.
+struct Seen {
+    Strings registered;
+    Strings reports;  // "type/category/id/raw size: text"
+    std::vector<HANDLE> logs, deregistered;
+    DWORD register_error = 0, report_error = 0;
+    std::string debugger_output;
+} seen;
+
 template <typename Function>
-class ImportHook {
-public:
-    ImportHook(Function& entry, Function replacement) : entry_(entry), real_(entry) {
-        Set(replacement);
-    }
-    ~ImportHook() { Set(real_); }
-    ImportHook(const ImportHook&) = delete;
-    ImportHook& operator=(const ImportHook&) = delete;
-
-private:
-    void Set(Function function) {
-        DWORD access = 0;
-        VirtualProtect(&entry_, sizeof entry_, PAGE_READWRITE, &access);
-        entry_ = function;
-        VirtualProtect(&entry_, sizeof entry_, access, &access);
-    }
-
-    Function& entry_;
-    const Function real_;
-};
-
-struct Report {
-    HANDLE log;
-    WORD type;
-    WORD category;
-    DWORD id;
-    PSID user;
-    DWORD raw_size;
-    std::vector<std::string> strings;
-};
-
-const auto real_register = __imp_RegisterEventSourceA;
-const auto real_report = __imp_ReportEventA;
-const auto real_deregister = __imp_DeregisterEventSource;
-// What the hooks saw, and which codes they fail with; 0: they go on to the real function.
-std::vector<std::string> registered;
-std::vector<Report> reports;
-std::vector<HANDLE> deregistered;
-DWORD register_error = 0;
-DWORD report_error = 0;
-std::string debugger_output;
+Function Real(const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("advapi32.dll"), name)));
+}
 
 HANDLE WINAPI OnRegister(LPCSTR server, LPCSTR source) {
-    EXPECT_EQ(server, nullptr);
-    registered.emplace_back(source);
-    SetLastError(register_error);
-    return register_error != 0 ? nullptr : real_register(server, source);
+    seen.registered.emplace_back(source);
+    SetLastError(seen.register_error);
+    if (seen.register_error != 0) return nullptr;
+    return Real<decltype(&RegisterEventSourceA)>("RegisterEventSourceA")(server, source);
 }
 
 BOOL WINAPI OnReport(HANDLE log, WORD type, WORD category, DWORD id, PSID user, WORD count,
                      DWORD raw_size, LPCSTR* strings, LPVOID raw) {
-    reports.push_back({log, type, category, id, user, raw_size, {strings, strings + count}});
-    SetLastError(report_error);
-    if (report_error != 0) return FALSE;
-    return real_report(log, type, category, id, user, count, raw_size, strings, raw);
+    EXPECT_EQ(count, 1);
+    seen.logs.push_back(log);
+    seen.reports.push_back(std::to_string(type) + "/" + std::to_string(category) + "/" +
+                           std::to_string(id) + "/" + std::to_string(raw_size) + ": " + *strings);
+    SetLastError(seen.report_error);
+    return seen.report_error == 0 &&
+           Real<decltype(&ReportEventA)>("ReportEventA")(log, type, category, id, user, count,
+                                                         raw_size, strings, raw);
 }
 
 BOOL WINAPI OnDeregister(HANDLE log) {
-    deregistered.push_back(log);
-    return real_deregister(log);
+    seen.deregistered.push_back(log);
+    return Real<decltype(&DeregisterEventSource)>("DeregisterEventSource")(log);
 }
 
-LONG CALLBACK OnException(EXCEPTION_POINTERS* exception) {
-    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-    if (record.ExceptionCode != DBG_PRINTEXCEPTION_C) return EXCEPTION_CONTINUE_SEARCH;
-    debugger_output += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
-    return EXCEPTION_CONTINUE_EXECUTION;
+void WINAPI OnDebuggerOutput(LPCSTR text) {
+    seen.debugger_output += text;
 }
+
+}  // namespace
+
+// The program's own definitions stand before those of the import libraries.
+extern "C" {
+decltype(&RegisterEventSourceA) __imp_RegisterEventSourceA = OnRegister;
+decltype(&ReportEventA) __imp_ReportEventA = OnReport;
+decltype(&DeregisterEventSource) __imp_DeregisterEventSource = OnDeregister;
+decltype(&OutputDebugStringA) __imp_OutputDebugStringA = OnDebuggerOutput;
+}
+
+namespace {
 
 class NativeSink : public ::testing::Test {
 protected:
     NativeSink() {
-        registered.clear();
-        reports.clear();
-        deregistered.clear();
-        debugger_output.clear();
-        register_error = 0;
-        report_error = 0;
+        seen = {};
         config_.minimum_severity = zvEventSeverityInfo;
-        config_.native.source_name = name_.text();
+        config_.native.source_name = name_.text;
     }
-    ~NativeSink() override { RemoveVectoredExceptionHandler(handler_); }
 
-    void Install() { EXPECT_EQ(zvEventInstallWindowsEventSource(name_.c_str(), ""), ZVEVENT_OK); }
-
-    // What comes out when the log did not take the sample event.
-    std::string Fallback(const std::string& reason) const {
-        std::string line;
-        zvevent::AppendNativeFallback(line, reason, Text(SampleEvent()));
-        return line;
+    void Install() {
+        EXPECT_EQ(zvEventInstallWindowsEventSource(name_.text.c_str(), ""), ZVEVENT_OK);
     }
 
     std::string Text(const zvEventNormalizedEvent& event) const {
         std::string text;
-        zvevent::AppendNativeMessage(text, event, name_.text());
+        zvevent::AppendNativeMessage(text, event, name_.text);
         return text;
     }
 
-    const zvevent::test::EventSourceName name_{"sink"};
+    // Writes the sample event, which the log does not take.
+    void ExpectFallback(zvEventNativeSink& sink, const std::string& reason) {
+        std::string line;
+        zvevent::AppendNativeFallback(line, reason, Text(SampleEvent()));
+        seen.debugger_output.clear();
+        const std::uint64_t before = fallbacks_;
+        EXPECT_EQ(sink.write(SampleEvent(), &fallbacks_), ZVEVENT_OK);
+        EXPECT_EQ(sink.write(SampleEvent(), nullptr), ZVEVENT_OK);
+        EXPECT_EQ(fallbacks_, before + 1);
+        EXPECT_EQ(seen.debugger_output, line + line);
+        EXPECT_EQ(sink.LastError(), reason);
+        seen.debugger_output.clear();
+    }
+
+    const zvevent::test::EventSourceName name_;
     zvEventSinkConfig config_;
-    const ImportHook<decltype(&RegisterEventSourceA)> register_hook_{__imp_RegisterEventSourceA,
-                                                                     OnRegister};
-    const ImportHook<decltype(&ReportEventA)> report_hook_{__imp_ReportEventA, OnReport};
-    const ImportHook<decltype(&DeregisterEventSource)> deregister_hook_{__imp_DeregisterEventSource,
-                                                                        OnDeregister};
-    void* const handler_ = AddVectoredExceptionHandler(1, OnException);
+    std::uint64_t fallbacks_ = 0;
 };
 
 TEST_F(NativeSink, ReportsTypeIdAndText) {
     Install();
     config_.minimum_severity = zvEventSeverityDebug;
-    const struct {
-        std::uint32_t severity;
-        WORD type;
-    } kCases[] = {{0, 4}, {1, 4}, {2, 2}, {3, 1}, {4, 4}};
+    const char* const types[] = {"4", "4", "2", "1", "4"};
     {
         zvEventNativeSink sink(config_);
         EXPECT_EQ(sink.Open(nullptr), ZVEVENT_OK);
-        EXPECT_EQ(registered.size(), 0U);  // nothing of the system's before the first event
-        for (const auto& c : kCases) {
-            zvEventNormalizedEvent event = SampleEvent();
-            event.severity = c.severity;
-            event.message = "gr\xC3\xBC\xC3\x9F 100 %1 \"quoted\"";
-            std::uint64_t fallbacks = 0;
-            EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-            EXPECT_EQ(fallbacks, 0U);
-            const Report& report = reports.back();
-            EXPECT_EQ(report.type, c.type) << "severity " << c.severity;
-            EXPECT_EQ(report.category, 0);
-            EXPECT_EQ(report.id, 4096U);
-            EXPECT_EQ(report.user, nullptr);
-            EXPECT_EQ(report.raw_size, 0U);
-            EXPECT_EQ(report.strings, std::vector<std::string>{Text(event)});
+        EXPECT_EQ(seen.registered, Strings());  // nothing of the system's before the first event
+        zvEventNormalizedEvent event = SampleEvent();
+        event.message = "gr\xC3\xBC\xC3\x9F 100 %1 \"quoted\"";
+        for (event.severity = 0; event.severity < std::size(types); ++event.severity) {
+            EXPECT_EQ(sink.write(event, &fallbacks_), ZVEVENT_OK);
+            EXPECT_EQ(seen.reports.back(),
+                      std::string(types[event.severity]) + "/0/4096/0: " + Text(event));
         }
-        EXPECT_EQ(sink.LastError(), "");
-        EXPECT_EQ(registered, std::vector<std::string>{name_.text()});
+        EXPECT_EQ(sink.LastError() + seen.debugger_output, "");
+        EXPECT_EQ(fallbacks_, 0U);
     }
-    ASSERT_EQ(reports.size(), std::size(kCases));
-    EXPECT_EQ(deregistered, std::vector<HANDLE>{reports.back().log});
-    EXPECT_EQ(debugger_output, "");
+    EXPECT_EQ(seen.registered, Strings{name_.text});
+    EXPECT_EQ(seen.deregistered, std::vector<HANDLE>{seen.logs.back()});
 }
 
-TEST_F(NativeSink, FollowsTheRegistrationEventByEvent) {
+TEST_F(NativeSink, FallsBackWhileUnregisteredOrRefused) {
     zvEventNativeSink sink(config_);
-    const zvEventNormalizedEvent event = SampleEvent();
-    const std::string reason = "source '" + name_.text() + "' is not registered";
-    std::uint64_t fallbacks = 0;
-    for (std::uint64_t round = 1; round <= 3; ++round) {
-        debugger_output.clear();
-        EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-        EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
-        EXPECT_EQ(fallbacks, round);
-        EXPECT_EQ(debugger_output, Fallback(reason) + Fallback(reason));
-        EXPECT_EQ(sink.LastError(), reason);
-        EXPECT_EQ(registered.size(), round == 1 ? 0U : 1U);
-
+    for (std::size_t round = 1; round <= 3; ++round) {
+        ExpectFallback(sink, "source '" + name_.text + "' is not registered");
         Install();
-        EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-        EXPECT_EQ(fallbacks, round);
-        EXPECT_EQ(reports.size(), round);
-        EXPECT_EQ(reports.back().log, reports.front().log);
-        EXPECT_EQ(zvEventRemoveWindowsEventSource(name_.c_str()), ZVEVENT_OK);
+        if (round == 1) {
+            seen.register_error = 1722;
+            ExpectFallback(sink, "RegisterEventSourceA failed error=1722");
+            seen = {};
+        }
+        EXPECT_EQ(sink.write(SampleEvent(), &fallbacks_), ZVEVENT_OK);
+        EXPECT_EQ(seen.reports.size(), round);
+        EXPECT_EQ(seen.registered.size(), 1U);  // the source once obtained is kept
+        zvEventRemoveWindowsEventSource(name_.text.c_str());
     }
-    EXPECT_EQ(registered.size(), 1U);  // the source once obtained is kept
-}
-
-TEST_F(NativeSink, FallsBackWhenTheLogRefuses) {
     Install();
-    zvEventNativeSink sink(config_);
+    seen.report_error = 1502;
+    ExpectFallback(sink, "ReportEventA failed error=1502");
     zvEventNormalizedEvent event = SampleEvent();
-    std::uint64_t fallbacks = 0;
-
-    register_error = 1722;
-    EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-    EXPECT_EQ(debugger_output, Fallback("RegisterEventSourceA failed error=1722"));
-    EXPECT_EQ(reports.size(), 0U);
-
-    register_error = 0;
-    report_error = 1502;
-    debugger_output.clear();
-    EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-    EXPECT_EQ(debugger_output, Fallback("ReportEventA failed error=1502"));
-    EXPECT_EQ(sink.LastError(), "ReportEventA failed error=1502");
-    EXPECT_EQ(fallbacks, 2U);
-
-    report_error = 0;
-    debugger_output.clear();
-    EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
     event.severity = zvEventSeverityDebug;  // below the minimum: nowhere
-    EXPECT_EQ(sink.write(event, &fallbacks), ZVEVENT_OK);
-    EXPECT_EQ(reports.size(), 2U);
-    EXPECT_EQ(fallbacks, 2U);
-    EXPECT_EQ(debugger_output, "");
+    EXPECT_EQ(sink.write(event, &fallbacks_), ZVEVENT_OK);
+    EXPECT_EQ(seen.debugger_output, "");
 }
 
 }  // namespace

@@ -1,0 +1,22 @@
+// What the program of the exit tests needs of the system.
+#pragma once
+
+namespace zvevent::test {
+
+// Loads the library; what it exports is found by Find and not called after CloseLibrary.
+void OpenLibrary(const char* path);
+void* Find(const char* name);
+void CloseLibrary();
+
+// Runs a copy of this process that calls exit(code) at once; returns the code it ended with.
+int ForkAndExit(int code);
+
+// Ends the calling thread by force, unwinding it (POSIX).
+[[noreturn]] void EndThread();
+
+// How many files, events and threads of the system's this process holds, and how many of them the
+// C++ runtime inside the library may leave behind every time it is loaded and unloaded.
+int OpenHandles();
+extern const int kHandlesLeftByRuntime;
+
+}  // namespace zvevent::test

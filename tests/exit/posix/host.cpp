@@ -1,0 +1,48 @@
+#include "exit/host.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace zvevent::test {
+
+namespace {
+void* library = nullptr;
+}
+
+void OpenLibrary(const char* path) {
+    library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+
+void* Find(const char* name) {
+    return dlsym(library, name);
+}
+
+void CloseLibrary() {
+    dlclose(library);
+}
+
+int ForkAndExit(int code) {
+    const pid_t child = fork();
+    if (child == 0) std::exit(code);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void EndThread() {
+    pthread_exit(nullptr);
+}
+
+int OpenHandles() {
+    return static_cast<int>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
+const int kHandlesLeftByRuntime = 0;
+
+}  // namespace zvevent::test

@@ -1,0 +1,44 @@
+#include "exit/host.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+#include <cstdint>
+
+namespace zvevent::test {
+
+namespace {
+HMODULE library = nullptr;
+}
+
+void OpenLibrary(const char* path) {
+    library = LoadLibraryA(path);
+}
+
+void* Find(const char* name) {
+    return reinterpret_cast<void*>(GetProcAddress(library, name));
+}
+
+void CloseLibrary() {
+    FreeLibrary(library);
+}
+
+int ForkAndExit(int) {
+    return -1;
+}
+
+void EndThread() {
+    std::abort();  // not run here
+}
+
+// By the number that a new one gets, the lowest that is free: Wine does not count them.
+int OpenHandles() {
+    const HANDLE probe = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    CloseHandle(probe);
+    return static_cast<int>(reinterpret_cast<std::uintptr_t>(probe) / 4);
+}
+
+const int kHandlesLeftByRuntime = 6;  // mingw-w64 leaves about five
+
+}  // namespace zvevent::test
