@@ -105,10 +105,12 @@ TEST(CsvSink, NeverTearsRowsOfOtherWriters) {
             event.message.assign(expected.size() % 400, 'x');
             expected.push_back(Row(event));
         }
-        threads.emplace_back([&directory, writer, events = std::move(events)] {
-            zvEventCsvSink sink(ConfigOf(directory.File("e.csv"), writer == 0));
+        std::shared_ptr<zvEventCsvSink> sink;
+        zvEventCsvSink::Create(ConfigOf(directory.File("e.csv"), writer == 0), &sink, nullptr);
+        threads.emplace_back([sink, events = std::move(events)] {
             for (const zvEventNormalizedEvent& event : events)
-                EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
+                EXPECT_EQ(sink->write(event, nullptr), ZVEVENT_OK);
+            EXPECT_EQ(sink->flush(0), ZVEVENT_OK);
         });
     }
     for (std::thread& thread : threads)

@@ -99,7 +99,8 @@ TEST(Http, TimeoutsHold) {
         {"http", "", 400, &Peer::WaitForClose},
         {"http", "", 400, drops("HTTP/1.1 200 OK\r\nX: ")},
         {"http", "", 400, drops("HTTP/1.1 200 OK\r\n\r\n")},
-        {"https", "X-zvEvent-Connect-Timeout-Ms: 400", 30000, &Peer::WaitForClose},
+        {"https", "X-zvEvent-TLS-Verify: 0\xA7X-zvEvent-Connect-Timeout-Ms: 400", 30000,
+         &Peer::WaitForClose},
     };
     for (const auto& [scheme, headers, timeout_ms, script] : cases) {
         TcpServer server(script);

@@ -123,7 +123,8 @@ def check_one_connection(poster, directory, port, url, posts):
 
     used = len(peers.wait_for(connections, "the server's log"))
     print(f"{url}: {posts} posts, {used} connection(s), memory grew by {growth} KiB")
-    assert used == 1 and growth < posts // 10 + 1100  # a heap grows by 1 MiB at a time under Wine
+    # Under Wine a heap grows by 1 MiB at a time, now and then.
+    assert used == 1 and growth < (1024 if posts == 10000 else 4096)
 
 
 def main():

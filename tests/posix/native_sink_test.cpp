@@ -154,8 +154,8 @@ TEST(NativeSinkFallback, WritesToTheStandardErrorOnlyAndIsNotHeldOrEndedByItsRea
         const TempDirectory directory;
         const auto start = std::chrono::steady_clock::now();
         const std::string command =
-            "cd " + directory.File("") + " && mkfifo pipe && " + before + " " + program +
-            " --gtest_filter=NativeSinkChild.* --gtest_also_run_disabled_tests >out " +
+            "cd " + directory.File("") + " && mkfifo pipe && " + before + " '" + program +
+            "' --gtest_filter=NativeSinkChild.* --gtest_also_run_disabled_tests >out " +
             redirections;
         EXPECT_EQ(std::system(command.c_str()), 0) << redirections << directory.Read("out");
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
