@@ -50,7 +50,7 @@ TEST_F(ConfigTree, OpensWellFormedFilesOnly) {
     const auto nested = [](int depth) {
         std::string text;
         for (int i = 0; i < depth; ++i)
-            text = "<key>" + text + "</key>";
+            text.insert(0, "<key>").append("</key>");
         return text;
     };
     EXPECT_EQ(Open(), nullptr) << "missing file";

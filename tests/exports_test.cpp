@@ -215,6 +215,7 @@ TEST_F(ExportsTest, LosesNothingUnderReloadsFlushesAndRegistrations) {
     Register(Count, counts.data());
     std::atomic<int> running{4};
     std::vector<std::thread> threads;
+    threads.reserve(5);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&running, t] {
             zvEventRecord record{};

@@ -49,7 +49,8 @@ TEST(CsvFullDisk, EndsTheCutRowAndLosesOnlyWhatItReported) {
             EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
             EXPECT_EQ(sink.flush(0), ZVEVENT_OK);
             // All of what was accepted, and between it the piece of a row that was not.
-            const std::string whole = (std::string(kCsvHeader) + row + row).substr(0, cut);
+            const std::string whole =
+                std::string(kCsvHeader).append(row).append(row).substr(0, cut);
             std::string expected = cut < header ? std::string(kCsvHeader) : whole + end;
             for (std::size_t i = cut < header ? 0 : (whole.size() - header) / row.size();
                  i <= accepted; ++i)
