@@ -146,11 +146,11 @@ const struct {
      }},
     {"thread_ends",
      [] {
-         gate.Set(true);
          Start([](const zvEventRecord*, void*) {
              gate.Pass();
              zvevent::test::EndThread();
          });
+         gate.Set(true);
          Check(CALL(zvEventFlush, 0) == ZVEVENT_E_FAILURE, "flush");
          Check(CALL(zvEventShutdown) == ZVEVENT_E_FAILURE, "shutdown");
          return kGood;

@@ -49,8 +49,12 @@ with tempfile.TemporaryDirectory(prefix="zvevent-exit-") as directory, \
         timeout=2000 if scenario == "hanging_shutdown" else 60000,
         flush=int(scenario == "unload" and platform == "windows")))
     start = time.monotonic()
-    done = subprocess.run(command + [scenario, library, "events.xml"], cwd=directory,
-                          timeout=LIMIT_S + 5, check=False)
+    # Into a file: services that Wine starts keep a pipe open beyond the program's end.
+    with open(pathlib.Path(directory, "output"), "w+b") as output:
+        done = subprocess.run(command + [scenario, library, "events.xml"], cwd=directory,
+                              stdout=output, stderr=output, timeout=LIMIT_S + 5, check=False)
+        output.seek(0)
+        print(output.read().decode(errors="replace"))
     seconds = time.monotonic() - start
     with open(pathlib.Path(directory, "events.csv"), newline="", encoding="utf-8") as file:
         messages = [row["message"] for row in csv.DictReader(file)]
