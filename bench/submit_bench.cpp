@@ -17,8 +17,8 @@
 #include <string>
 
 #include "allocation_count.h"
-#include "platform/zvutil.h"
 #include "zvEvent/zvEvent.h"
+#include "zvutil/zvutil.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/zvutil.h"
 #include "support/temp_directory.h"
+#include "zvutil/zvutil.h"
 
 namespace {
 

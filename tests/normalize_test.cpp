@@ -6,9 +6,9 @@
 #include <memory>
 
 #include "format/csv_row.h"
-#include "platform/zvutil.h"
 #include "sinks/callback_sink.h"
 #include "support/sample_event.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 namespace {

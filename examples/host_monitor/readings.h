@@ -1,5 +1,5 @@
 /*
- * What host_monitor asks of the operating system. readings_posix.c and readings_windows.c answer;
+ * What host_monitor asks of the operating system. readings_linux.c and readings_windows.c answer;
  * the build takes one of them. Everything here is called from the main thread only.
  */
 #ifndef HOST_MONITOR_READINGS_H

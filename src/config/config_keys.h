@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 

@@ -5,7 +5,7 @@
 #include "config/config_keys.h"
 #include "config/section_loaders.h"
 #include "config/value_reader.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 

@@ -4,7 +4,7 @@
 
 #include "config/config.h"
 #include "config/value_reader.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "config/config.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "base/severity.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 

@@ -5,7 +5,7 @@
 
 #include "base/lock_within.h"
 #include "format/csv_row.h"
-#include "platform/directory_tree.h"
+#include "sinks/directory_tree.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "base/ascii.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace {
 

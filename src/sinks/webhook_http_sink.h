@@ -12,8 +12,8 @@
 
 #include "base/stop_signal.h"
 #include "config/config.h"
-#include "platform/zvutil.h"
 #include "sinks/sink.h"
+#include "zvutil/zvutil.h"
 
 class zvEventWebhookHttpSink final : public zvEventSink {
 public:

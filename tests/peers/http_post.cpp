@@ -12,7 +12,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Makes the emitting program log to the socket that ZVEVENT_LOGGER names instead of the machine's.
 #include <cstdlib>
 
-#include "platform/posix/system_logger.h"
+#include "platform/linux/system_logger.h"
 
 namespace {
 

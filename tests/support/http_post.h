@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/zvutil.h"
 #include "support/tcp_server.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent::test {
 

@@ -18,8 +18,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/http_exchange.h"
-#include "platform/posix/signals_held.h"
+#include "platform/linux/signals_held.h"
+#include "zvutil/http_exchange.h"
 
 namespace zvevent {
 namespace {

@@ -7,8 +7,8 @@
 
 #include <random>
 
-#include "platform/replace_file.h"
 #include "support/temp_directory.h"
+#include "zvutil/replace_file.h"
 
 namespace {
 

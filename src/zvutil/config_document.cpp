@@ -1,4 +1,4 @@
-#include "platform/config_document.h"
+#include "zvutil/config_document.h"
 
 #include <charconv>
 #include <cstdint>

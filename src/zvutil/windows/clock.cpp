@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 std::uint64_t zvOSGetTimePTPNano() noexcept {
     // FILETIME counts 100 ns steps from 1601-01-01.

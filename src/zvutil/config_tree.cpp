@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/config_document.h"
-#include "platform/replace_file.h"
-#include "platform/zvutil.h"
+#include "zvutil/config_document.h"
+#include "zvutil/replace_file.h"
+#include "zvutil/zvutil.h"
 
 using zvevent::ConfigDocument;
 

@@ -1,4 +1,4 @@
-#include "platform/replace_file.h"
+#include "zvutil/replace_file.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 #include <time.h>
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-#include "platform/http_exchange.h"
-#include "platform/zvutil.h"
+#include "zvutil/http_exchange.h"
+#include "zvutil/zvutil.h"
 
 #include <cstdlib>
 

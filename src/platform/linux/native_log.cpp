@@ -14,7 +14,7 @@
 
 #include "base/number_text.h"
 #include "base/syslog_facility.h"
-#include "platform/posix/system_logger.h"
+#include "platform/linux/system_logger.h"
 #include "zvEvent/zvEvent.h"
 
 namespace zvevent {

@@ -1,7 +1,7 @@
 #include <windows.h>
 
 #include "platform/windows/wide_text.h"
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 std::uint32_t zvOSFileIsDir(const char* path) noexcept {
     if (path == nullptr) return 0;

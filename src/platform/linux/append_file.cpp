@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "platform/posix/signals_held.h"
+#include "platform/linux/signals_held.h"
 
 namespace zvevent {
 

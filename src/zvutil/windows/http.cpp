@@ -12,8 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/http_exchange.h"
 #include "platform/windows/wide_text.h"
+#include "zvutil/http_exchange.h"
 
 namespace zvevent {
 namespace {

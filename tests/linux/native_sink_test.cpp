@@ -14,7 +14,7 @@
 #include <tuple>
 
 #include "format/native_message.h"
-#include "platform/posix/system_logger.h"
+#include "platform/linux/system_logger.h"
 #include "support/sample_event.h"
 #include "support/temp_directory.h"
 

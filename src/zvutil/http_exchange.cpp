@@ -1,4 +1,4 @@
-#include "platform/http_exchange.h"
+#include "zvutil/http_exchange.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 std::uint32_t zvOSFileIsDir(const char* path) noexcept {
     struct stat status {};

@@ -1,6 +1,6 @@
-#include "platform/directory_tree.h"
+#include "sinks/directory_tree.h"
 
-#include "platform/zvutil.h"
+#include "zvutil/zvutil.h"
 
 namespace zvevent {
 
