@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/event_view.h"
+#include "core/event_fields.h"
 #include "support/sample_event.h"
 
 namespace zvevent {
@@ -34,11 +34,11 @@ TEST(JsonEvent, HoldsEveryMemberInOrder) {
 }
 
 TEST(JsonEvent, EscapesEveryText) {
-    for (const auto text : kEventTexts) {
+    ForEachEventText([&](const auto& field) {
         zvEventNormalizedEvent event;
-        event.*text = "\"\n\xC3\xA9";
+        event.*field.event = "\"\n\xC3\xA9";
         EXPECT_NE(BuildNativeEventJson(event).find("\":\"\\\"\\n\xC3\xA9\""), std::string::npos);
-    }
+    });
 }
 
 }  // namespace

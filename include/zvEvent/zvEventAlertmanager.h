@@ -1,6 +1,6 @@
-// The C++ side of the interface: the library's own copy of an event, and two functions that write
-// an event as an alert document for a Prometheus Alertmanager (API v2). The library itself sends no
-// alerts; an application posts the documents with whatever HTTP client it has:
+// The C++ side of the interface: two functions that write an event as an alert document for a
+// Prometheus Alertmanager (API v2). The library itself sends no alerts; an application posts the
+// documents with whatever HTTP client it has:
 //
 //     zvEventRecord record{};
 //     record.struct_size = sizeof record;
@@ -31,29 +31,7 @@
 #include <string>
 
 #include "zvEvent/zvEvent.h"
-
-// An event with every absent field filled in and every text owned. A default-constructed one has
-// empty texts, zero numbers and the severity info.
-struct zvEventNormalizedEvent {
-    std::uint64_t event_id = 0;
-    std::string event_type;
-    std::string source_id;
-    std::string source_name;
-    std::string message;
-    std::uint32_t severity = zvEventSeverityInfo;
-    std::string action;
-    std::string dedupe_key;
-    std::string correlation_id;
-    std::uint64_t utc_ns = 0;  // nanoseconds since 1970-01-01 UTC
-    std::uint64_t ptp_ns = 0;
-    std::int64_t pts = 0;
-    std::string timecode;
-    double value = 0.0;
-    double threshold = 0.0;
-    std::string units;
-    std::uint64_t duration_ms = 0;
-    std::string details_json;
-};
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 // How alert documents are written.
 struct zvEventAlertmanagerFormatterConfig {

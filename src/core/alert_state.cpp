@@ -99,6 +99,10 @@ void AlertState::BuildKey(const zvEventNormalizedEvent& event) {
 // All content but number and times, each member ended by a line feed. Line feeds inside texts are
 // not escaped: two events have equal content exactly when these texts are equal.
 void AlertState::BuildFingerprint(const zvEventNormalizedEvent& event) {
+    // All members by name: whoever adds one has to say here whether it is content.
+    const auto& [event_id, event_type, source_id, source_name, message, severity, action,
+                 dedupe_key, correlation_id, utc_ns, ptp_ns, pts, timecode, value, threshold, units,
+                 duration_ms, details_json] = event;
     fingerprint_.clear();
     const auto text = [this](std::string_view member) { fingerprint_.append(member) += '\n'; };
     const auto number = [this](auto member) {
@@ -109,21 +113,21 @@ void AlertState::BuildFingerprint(const zvEventNormalizedEvent& event) {
         AppendGeneral(fingerprint_, member, kRoundTripDigits);
         fingerprint_ += '\n';
     };
-    text(event.event_type);
-    text(event.source_id);
-    text(event.source_name);
-    text(event.message);
-    number(event.severity);
-    text(RecognizedAction(event.action));  // only alert actions come here
-    text(event.dedupe_key);
-    text(event.correlation_id);
-    number(event.pts);
-    text(event.timecode);
-    measure(event.value);
-    measure(event.threshold);
-    text(event.units);
-    number(event.duration_ms);
-    text(event.details_json);
+    text(event_type);
+    text(source_id);
+    text(source_name);
+    text(message);
+    number(severity);
+    text(RecognizedAction(action));  // only alert actions come here
+    text(dedupe_key);
+    text(correlation_id);
+    number(pts);
+    text(timecode);
+    measure(value);
+    measure(threshold);
+    text(units);
+    number(duration_ms);
+    text(details_json);
 }
 
 }  // namespace zvevent

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "config/config.h"
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/stop_signal.h"
+#include "core/event_fields.h"
 #include "platform/contain.h"
 #include "platform/worker_thread.h"
 
@@ -21,10 +22,10 @@ constexpr std::uint32_t kLastFlushMs = 1000;
 constexpr std::size_t kKeptTextBytes = 64 * 1024;
 
 void ReleaseLargeTexts(zvEventNormalizedEvent& event) {
-    for (const auto member : kEventTexts) {
-        std::string& text = event.*member;
+    ForEachEventText([&](const auto& field) {
+        std::string& text = event.*field.event;
         if (text.capacity() > kKeptTextBytes) text = std::string();
-    }
+    });
 }
 
 void Count(std::atomic<std::uint64_t>& counter, std::uint64_t by = 1) {

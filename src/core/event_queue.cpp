@@ -5,8 +5,6 @@
 #include <chrono>
 #include <utility>
 
-#include "core/normalize.h"
-
 namespace zvevent {
 
 namespace {

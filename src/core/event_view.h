@@ -2,15 +2,15 @@
 // and what a queued event looks like from outside. Any thread; valid as long as the texts are.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string_view>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 
-struct EventView {
+// What of an event is not text; the view and the packed event share it.
+struct EventNumbers {
     std::uint64_t event_id = 0;
     std::uint64_t utc_ns = 0;
     std::uint64_t ptp_ns = 0;
@@ -19,6 +19,9 @@ struct EventView {
     double threshold = 0.0;
     std::uint64_t duration_ms = 0;
     std::uint32_t severity = zvEventSeverityInfo;
+};
+
+struct EventView : EventNumbers {
     std::string_view event_type;
     std::string_view source_id;
     std::string_view source_name;
@@ -31,19 +34,7 @@ struct EventView {
     std::string_view details_json;
 };
 
-inline constexpr std::size_t kEventTextCount = 10;
-
-// The texts of both forms of an event, in one order: whoever walks them all walks these.
-inline constexpr std::array<std::string_view EventView::*, kEventTextCount> kViewTexts = {
-    &EventView::event_type,     &EventView::source_id, &EventView::source_name,
-    &EventView::message,        &EventView::action,    &EventView::dedupe_key,
-    &EventView::correlation_id, &EventView::timecode,  &EventView::units,
-    &EventView::details_json};
-inline constexpr std::array<std::string zvEventNormalizedEvent::*, kEventTextCount> kEventTexts = {
-    &zvEventNormalizedEvent::event_type,     &zvEventNormalizedEvent::source_id,
-    &zvEventNormalizedEvent::source_name,    &zvEventNormalizedEvent::message,
-    &zvEventNormalizedEvent::action,         &zvEventNormalizedEvent::dedupe_key,
-    &zvEventNormalizedEvent::correlation_id, &zvEventNormalizedEvent::timecode,
-    &zvEventNormalizedEvent::units,          &zvEventNormalizedEvent::details_json};
+// Copies a view's numbers and texts into `event`, whose texts keep their capacity.
+void AssignEvent(const EventView& view, zvEventNormalizedEvent& event);
 
 }  // namespace zvevent

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "base/severity.h"
+#include "core/event_fields.h"
 #include "zvutil/zvutil.h"
 
 namespace zvevent {
@@ -29,20 +30,18 @@ public:
         return record_->struct_size >= static_cast<std::size_t>(end - begin);
     }
 
+    // The field in `view` when the record gives it; else it stays what it was, a text that the
+    // record lacks apart.
     template <typename Number>
-    Number Get(Number zvEventRecord::*field, Number absent) const {
-        return Has(field) ? record_->*field : absent;
+    void Read(const NumberField<Number>& field, EventView& view) const {
+        if (!Has(field.record)) return;
+        const Number number = record_->*field.record;
+        if (number != 0 || field.zero == Zero::kIsANumber) view.*field.view = number;
     }
 
-    std::string_view Text(const char* zvEventRecord::*field, std::string_view absent) const {
-        const char* text = Get<const char*>(field, nullptr);
-        return text != nullptr ? std::string_view(text) : absent;
-    }
-
-    // A number whose zero means "not given".
-    std::uint64_t NonZero(std::uint64_t zvEventRecord::*field, std::uint64_t absent) const {
-        const std::uint64_t number = Get<std::uint64_t>(field, 0);
-        return number != 0 ? number : absent;
+    void Read(const TextField& field, EventView& view) const {
+        const char* text = Has(field.record) ? record_->*field.record : nullptr;
+        view.*field.view = text != nullptr ? std::string_view(text) : field.absent;
     }
 
 private:
@@ -57,7 +56,7 @@ bool IsAcceptable(const zvEventRecord* record) {
         return false;
     }
     if (record->message == nullptr || *record->message == '\0') return false;
-    return RecordReader(record).Get(&zvEventRecord::severity, kMaxSeverity) <= kMaxSeverity;
+    return !RecordReader(record).Has(&zvEventRecord::severity) || record->severity <= kMaxSeverity;
 }
 
 }  // namespace
@@ -75,26 +74,11 @@ std::uint32_t ResolveRecord(const zvEventRecord* record, std::uint64_t generated
     if (record == nullptr || view == nullptr || !IsAcceptable(record)) {
         return ZVEVENT_E_INVALID_ARGUMENT;
     }
-    const RecordReader reader(record);
     const std::uint64_t now_ns = zvOSGetTimePTPNano();
-    view->event_id = reader.NonZero(&zvEventRecord::event_id, generated_id);
-    view->event_type = reader.Text(&zvEventRecord::event_type, "event");
-    view->source_id = reader.Text(&zvEventRecord::source_id, "");
-    view->source_name = reader.Text(&zvEventRecord::source_name, "zvEvent");
-    view->message = record->message;
-    view->severity = reader.Get(&zvEventRecord::severity, std::uint32_t{zvEventSeverityInfo});
-    view->action = reader.Text(&zvEventRecord::action, "");
-    view->dedupe_key = reader.Text(&zvEventRecord::dedupe_key, "");
-    view->correlation_id = reader.Text(&zvEventRecord::correlation_id, "");
-    view->utc_ns = reader.NonZero(&zvEventRecord::utc_ns, now_ns);
-    view->ptp_ns = reader.NonZero(&zvEventRecord::ptp_ns, now_ns);
-    view->pts = reader.Get(&zvEventRecord::pts, std::int64_t{0});
-    view->timecode = reader.Text(&zvEventRecord::timecode, "");
-    view->value = reader.Get(&zvEventRecord::value, 0.0);
-    view->threshold = reader.Get(&zvEventRecord::threshold, 0.0);
-    view->units = reader.Text(&zvEventRecord::units, "");
-    view->duration_ms = reader.Get(&zvEventRecord::duration_ms, std::uint64_t{0});
-    view->details_json = reader.Text(&zvEventRecord::details_json, "{}");
+    static_cast<EventNumbers&>(*view) = {
+        .event_id = generated_id, .utc_ns = now_ns, .ptp_ns = now_ns};
+    const RecordReader reader(record);
+    ForEachEventField([&](const auto& field) { reader.Read(field, *view); });
     return ZVEVENT_OK;
 }
 
@@ -105,20 +89,6 @@ std::uint32_t NormalizeRecord(const zvEventRecord* record, std::uint64_t generat
     const std::uint32_t result = ResolveRecord(record, generated_id, &view);
     if (result == ZVEVENT_OK) AssignEvent(view, *event);
     return result;
-}
-
-void AssignEvent(const EventView& view, zvEventNormalizedEvent& event) {
-    event.event_id = view.event_id;
-    event.utc_ns = view.utc_ns;
-    event.ptp_ns = view.ptp_ns;
-    event.pts = view.pts;
-    event.value = view.value;
-    event.threshold = view.threshold;
-    event.duration_ms = view.duration_ms;
-    event.severity = view.severity;
-    for (std::size_t i = 0; i < kEventTextCount; ++i) {
-        (event.*kEventTexts[i]).assign(view.*kViewTexts[i]);
-    }
 }
 
 }  // namespace zvevent

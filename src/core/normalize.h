@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "core/event_view.h"
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 
@@ -22,8 +22,5 @@ std::uint32_t ResolveRecord(const zvEventRecord* record, std::uint64_t generated
 // ResolveRecord into an event that owns its texts.
 std::uint32_t NormalizeRecord(const zvEventRecord* record, std::uint64_t generated_id,
                               zvEventNormalizedEvent* event);
-
-// Copies a view's numbers and texts into `event`, whose texts keep their capacity.
-void AssignEvent(const EventView& view, zvEventNormalizedEvent& event);
 
 }  // namespace zvevent

@@ -23,18 +23,11 @@ PackedEvent::Block PackedEvent::Adopt(Block block, std::size_t bytes) {
 }
 
 void PackedEvent::Pack(const EventView& event) noexcept {
-    numbers_.event_id = event.event_id;
-    numbers_.utc_ns = event.utc_ns;
-    numbers_.ptp_ns = event.ptp_ns;
-    numbers_.pts = event.pts;
-    numbers_.value = event.value;
-    numbers_.threshold = event.threshold;
-    numbers_.duration_ms = event.duration_ms;
-    numbers_.severity = event.severity;
+    numbers_ = event;
     std::uint32_t end = 0;
     for (std::size_t i = 0; i < kEventTextCount; ++i) {
         end += static_cast<std::uint32_t>((event.*kViewTexts[i]).size());
-        numbers_.ends[i] = end;
+        ends_[i] = end;
     }
     char* to = end <= kInlineBytes ? inline_ : own_.get();
     for (const auto member : kViewTexts) {
@@ -47,19 +40,12 @@ void PackedEvent::Pack(const EventView& event) noexcept {
 
 EventView PackedEvent::View() const noexcept {
     EventView event;
-    event.event_id = numbers_.event_id;
-    event.utc_ns = numbers_.utc_ns;
-    event.ptp_ns = numbers_.ptp_ns;
-    event.pts = numbers_.pts;
-    event.value = numbers_.value;
-    event.threshold = numbers_.threshold;
-    event.duration_ms = numbers_.duration_ms;
-    event.severity = numbers_.severity;
-    const char* texts = numbers_.ends.back() <= kInlineBytes ? inline_ : own_.get();
+    static_cast<EventNumbers&>(event) = numbers_;
+    const char* texts = ends_.back() <= kInlineBytes ? inline_ : own_.get();
     std::uint32_t begin = 0;
     for (std::size_t i = 0; i < kEventTextCount; ++i) {
-        event.*kViewTexts[i] = std::string_view(texts + begin, numbers_.ends[i] - begin);
-        begin = numbers_.ends[i];
+        event.*kViewTexts[i] = std::string_view(texts + begin, ends_[i] - begin);
+        begin = ends_[i];
     }
     return event;
 }

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "core/event_view.h"
+#include "core/event_fields.h"
 
 namespace zvevent {
 
@@ -50,19 +50,8 @@ public:
     Block Release();
 
 private:
-    struct Numbers {
-        std::uint64_t event_id;
-        std::uint64_t utc_ns;
-        std::uint64_t ptp_ns;
-        std::int64_t pts;
-        double value;
-        double threshold;
-        std::uint64_t duration_ms;
-        std::uint32_t severity;
-        std::array<std::uint32_t, kEventTextCount> ends;  // of each text, from the first's start
-    };
-
-    Numbers numbers_;
+    EventNumbers numbers_;
+    std::array<std::uint32_t, kEventTextCount> ends_{};  // of each text, from the first's start
     std::uint32_t own_bytes_ = 0;
     Block own_;
     char inline_[kInlineBytes];

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 

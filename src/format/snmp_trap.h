@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
 

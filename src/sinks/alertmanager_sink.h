@@ -12,6 +12,7 @@
 
 #include "config/config.h"
 #include "sinks/sink.h"
+#include "zvEvent/zvEventAlertmanager.h"
 
 class zvEventAlertmanagerSink final : public zvEventSink {
 public:

@@ -1,8 +1,10 @@
 #include "sinks/callback_sink.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
+#include "core/event_fields.h"
 #include "platform/contain.h"
 
 namespace {
@@ -12,24 +14,13 @@ zvEventRecord RecordOf(const zvEventNormalizedEvent& event) {
     zvEventRecord record{};
     record.struct_size = sizeof record;
     record.version = ZVEVENT_API_VERSION;
-    record.event_id = event.event_id;
-    record.event_type = event.event_type.c_str();
-    record.source_id = event.source_id.c_str();
-    record.source_name = event.source_name.c_str();
-    record.message = event.message.c_str();
-    record.severity = event.severity;
-    record.action = event.action.c_str();
-    record.dedupe_key = event.dedupe_key.c_str();
-    record.correlation_id = event.correlation_id.c_str();
-    record.utc_ns = event.utc_ns;
-    record.ptp_ns = event.ptp_ns;
-    record.pts = event.pts;
-    record.timecode = event.timecode.c_str();
-    record.value = event.value;
-    record.threshold = event.threshold;
-    record.units = event.units.c_str();
-    record.duration_ms = event.duration_ms;
-    record.details_json = event.details_json.c_str();
+    zvevent::ForEachEventField([&]<typename Field>(const Field& field) {
+        if constexpr (std::is_same_v<Field, zvevent::TextField>) {
+            record.*field.record = (event.*field.event).c_str();
+        } else {
+            record.*field.record = event.*field.event;
+        }
+    });
     return record;
 }
 

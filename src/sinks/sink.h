@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 class zvEventSink {
 public:

@@ -1,7 +1,7 @@
 // An event with a distinct value in every field.
 #pragma once
 
-#include "zvEvent/zvEventAlertmanager.h"
+#include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent::test {
 
