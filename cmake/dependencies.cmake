@@ -33,7 +33,7 @@ macro(zvevent_find_googletest)
     set(INSTALL_GTEST OFF)
     set(BUILD_GMOCK OFF)
     set(gtest_force_shared_crt ON)
-    add_subdirectory("${ZVEVENT_GOOGLETEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest"
+    add_subdirectory("${ZVEVENT_GOOGLETEST_SOURCE}" "${PROJECT_BINARY_DIR}/googletest"
                      EXCLUDE_FROM_ALL)
     if(NOT TARGET GTest::gtest)
       add_library(GTest::gtest ALIAS gtest)
