@@ -17,9 +17,10 @@ std::string journal;  // what the fake sinks were asked to do
 
 // Writes its configured name into the journal; the name says how it fails.
 struct FakeSink final : zvEventSink {
-    explicit FakeSink(std::string given) : name(std::move(given)) {}
+    explicit FakeSink(const zvEventSinkConfig& entry) : zvEventSink(entry), name(entry.name) {}
     std::uint32_t write(const zvEventNormalizedEvent&, std::uint64_t* fallbacks) override {
         if (name == "falls back") ++*fallbacks;
+        if (name == "fails") Fail("could not ", name);
         return Act("write");
     }
     std::uint32_t flush(std::uint32_t ms) override { return Act("flush" + std::to_string(ms)); }
@@ -36,7 +37,7 @@ std::uint32_t FakeFactory(const zvEventConfig& config, const zvEventSinkPtr& cal
     for (const auto& entry : config.sinks) {
         if (entry.name == "says why") *error = "why";
         if (entry.name == "says why" || entry.name == "cannot open") return ZVEVENT_E_NOT_FOUND;
-        sinks->push_back(std::make_shared<FakeSink>(entry.name));
+        sinks->push_back(std::make_shared<FakeSink>(entry));
     }
     sinks->push_back(callback_sink);
     return ZVEVENT_OK;
@@ -66,6 +67,44 @@ TEST(SinkSet, DeliversToEverySinkWhateverTheOthersDo) {
     EXPECT_EQ(Journal(), "flush7 throws;flush7 fails;flush7 falls back;flush7 works;");
     EXPECT_EQ(sinks.ErrorText(""), "zvEvent sink flush failed");
     EXPECT_EQ(LastErrorText(), "zvEvent sink flush failed");
+}
+
+// The outputs with delivered/below/failed/fallback, the time of the last delivery, what failed
+// last.
+std::string StatusOf(SinkSet& sinks) {
+    std::string text;
+    for (const OutputStatus& status : sinks.Status()) {
+        text += status.output;
+        for (const std::uint64_t count :
+             {status.delivered, status.below_severity, status.failed, status.fallback}) {
+            text += " " + std::to_string(count);
+        }
+        text += " @" + std::to_string(status.last_delivered_utc_ns) + status.last_failure.text;
+        EXPECT_EQ(status.last_failure.text.empty(), status.last_failure.utc_ns == 0);
+        text += "\n";
+    }
+    return text;
+}
+
+TEST(SinkSet, CountsWhatBecameOfEventsAcrossReloads) {
+    SinkSet sinks(FakeFactory);
+    ASSERT_EQ(sinks.Initialize(ConfigOf({"fails", "falls back", "works"})), ZVEVENT_OK);
+    zvEventNormalizedEvent low = test::SampleEvent();
+    low.severity = zvEventSeverityDebug;
+    sinks.Dispatch(low, nullptr, nullptr);
+    sinks.Dispatch(test::SampleEvent(), nullptr, nullptr);
+    EXPECT_EQ(StatusOf(sinks),
+              "native/fails 0 0 2 0 @0could not fails\nnative/falls back 1 1 0 1 @0\n"
+              "native/works 1 1 0 0 @0\ncallbacks 2 0 0 0 @0\n");
+    sinks.StampDeliveries([]() noexcept -> std::uint64_t { return 7; });
+    ASSERT_EQ(sinks.Reload(ConfigOf({"works", "new", "fails"})), ZVEVENT_OK);
+    sinks.Dispatch(test::SampleEvent(), nullptr, nullptr);
+    EXPECT_EQ(StatusOf(sinks),
+              "native/works 2 1 0 0 @7\nnative/new 1 0 0 0 @7\n"
+              "native/fails 0 0 3 0 @0could not fails\ncallbacks 3 0 0 0 @7\n");
+    sinks.ShutDown();
+    EXPECT_EQ(StatusOf(sinks), "");
+    Journal();
 }
 
 TEST(SinkSet, KeepsTheOldSinksWhenAReloadFails) {
@@ -137,12 +176,14 @@ TEST(SinkSet, FactoryBuildsEnabledEntriesInOrder) {
         zvEventSinkConfig& entry = config.sinks.emplace_back();
         entry.kind = name == "no output" ? static_cast<zvEventSinkKind>(99) : zvEventSinkKind::csv;
         entry.enabled = name != "off";
+        entry.name = name;
         entry.csv.path = directory.File(name);
     }
     std::vector<zvEventSinkPtr> sinks;
     std::string error;
     ASSERT_EQ(BuildConfiguredSinks(config, callback_sink, &sinks, &error), ZVEVENT_OK) << error;
     ASSERT_EQ(sinks.size(), 4U);
+    EXPECT_EQ(sinks[1]->OutputName() + sinks[2]->OutputName(), "csv/bother/no output");
     EXPECT_EQ(sinks[3], callback_sink);
     EXPECT_EQ(sinks[1]->write(test::SampleEvent(), nullptr), ZVEVENT_OK);
     EXPECT_EQ(sinks[1]->flush(0), ZVEVENT_OK);

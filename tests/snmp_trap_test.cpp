@@ -8,12 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "config/config.h"
 #include "format/ber.h"
 
 namespace {
 
-using zvevent::kDefaultTrapOid;
 using zvevent::SnmpTrapFormatter;
+
+const zvEventSinkConfig::SnmpTrap kFresh;
 
 std::string Hex(std::string_view bytes) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -104,7 +106,8 @@ TEST(SnmpTrap, IsBuiltFromTheEventAndOneClockReading) {
         expected += " 30 " + Hex({&numbers[0], 1}) + " 06 0D 2B 06 01 04 01 81 FD 59 01 01 01 " +
                     Hex({&numbers[1], 1}) + " 00 " + Hex(values[i]);
     }
-    EXPECT_EQ(Hex(Format({"c", "", kDefaultTrapOid}, event, 0x80000009)), expected);
+    EXPECT_EQ(Hex(Format({"c", kFresh.enterprise_oid, kFresh.trap_oid}, event, 0x80000009)),
+              expected);
 }
 
 TEST(SnmpTrap, TellsWhichIdentifierIsBad) {
@@ -116,9 +119,10 @@ TEST(SnmpTrap, Is8192BytesAtMost) {
     zvEventNormalizedEvent event;
     event.message = event.details_json = std::string(3000, 'x');
     std::string community(3000, 'c');
-    community.append(8192 - Format({community, "", kDefaultTrapOid}, event).size(), 'c');
-    EXPECT_EQ(Format({community, "", kDefaultTrapOid}, event).size(), 8192U);
-    EXPECT_EQ(Format({community + "c", "", kDefaultTrapOid}, event),
+    community.append(
+        8192 - Format({community, kFresh.enterprise_oid, kFresh.trap_oid}, event).size(), 'c');
+    EXPECT_EQ(Format({community, kFresh.enterprise_oid, kFresh.trap_oid}, event).size(), 8192U);
+    EXPECT_EQ(Format({community + "c", kFresh.enterprise_oid, kFresh.trap_oid}, event),
               "zvEvent SNMP trap exceeds maximum datagram size");
 }
 

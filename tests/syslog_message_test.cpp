@@ -7,7 +7,7 @@
 #include <string>
 #include <tuple>
 
-#include "base/syslog_facility.h"
+#include "base/syslog_code.h"
 #include "support/sample_event.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "base/number_text.h"
+#include "base/texts.h"
 
 namespace zvevent {
 namespace {
@@ -68,6 +69,15 @@ TEST(Text, WritesUtcTimes) {
     for (const auto& [ns, seconds, fraction] : cases) {
         EXPECT_EQ(FormatUtcIso8601Nanos(ns), seconds + fraction + "Z");
         EXPECT_EQ(FormatUtcIso8601(ns), seconds + (ns % 1'000'000'000 ? fraction : "") + "Z");
+    }
+}
+
+TEST(Text, BuffersGiveTheMemoryOfALargeTextBack) {
+    for (const std::size_t bytes : {kKeptBytes / 2, 2 * kKeptBytes}) {
+        std::string buffer(bytes, 'x');
+        ClearBuffer(buffer);
+        EXPECT_EQ(buffer, "");
+        EXPECT_EQ(buffer.capacity() >= bytes, bytes < kKeptBytes) << buffer.capacity();
     }
 }
 

@@ -15,4 +15,10 @@ bool EqualsLowerAscii(std::string_view text, std::string_view lower) {
                       [](char a, char b) { return ToLowerAscii(a) == b; });
 }
 
+std::string_view Trimmed(std::string_view text, std::string_view space) {
+    const std::size_t first = text.find_first_not_of(space);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(space) - first + 1);
+}
+
 }  // namespace zvevent

@@ -1,4 +1,4 @@
-// The ASCII letters and digits and their case, whatever the process's locale. Any thread.
+// The ASCII letters, digits and spaces, whatever the process's locale. Any thread.
 #pragma once
 
 #include <string>
@@ -23,5 +23,10 @@ std::string LowerAscii(std::string_view text);
 
 // Whether `text` in lower case is `lower`, which must be in lower case already.
 bool EqualsLowerAscii(std::string_view text, std::string_view lower);
+
+inline constexpr std::string_view kAsciiSpace = " \t\n\v\f\r";
+
+// `text` without the bytes of `space` at its ends.
+std::string_view Trimmed(std::string_view text, std::string_view space = kAsciiSpace);
 
 }  // namespace zvevent

@@ -1,5 +1,6 @@
 #include "config/section_loaders.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string>
@@ -207,6 +208,16 @@ void LoadSinks(zvCFGHandle tree, ValueReader& reader, zvEventConfig& config) {
             LoadInstance(tree, reader, kSections[i], name, config);
         }
     }
+}
+
+std::string OutputName(const zvEventSinkConfig& entry) {
+    constexpr std::string_view kAbove = "\\sink\\";
+    std::string name = "other";
+    for (const Section& section : kSections) {
+        if (section.kind == entry.kind) name = section.path.substr(kAbove.size());
+    }
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return name.append("/").append(entry.name);
 }
 
 }  // namespace zvevent

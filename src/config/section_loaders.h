@@ -2,6 +2,8 @@
 // output.
 #pragma once
 
+#include <string>
+
 #include "config/config.h"
 #include "config/value_reader.h"
 #include "zvutil/zvutil.h"
@@ -14,5 +16,8 @@ void EnsureTopKeys(zvCFGHandle tree);
 // Appends one entry for every instance of every kind, enabled or not. A kind without an instance
 // gets one.
 void LoadSinks(zvCFGHandle tree, ValueReader& reader, zvEventConfig& config);
+
+// What the output of an entry is called: its key below "sink" with slashes, "syslog/udp/default".
+std::string OutputName(const zvEventSinkConfig& entry);
 
 }  // namespace zvevent

@@ -5,6 +5,7 @@
 
 #include "base/ascii.h"
 #include "base/number_text.h"
+#include "base/texts.h"
 
 namespace zvevent {
 
@@ -14,9 +15,6 @@ constexpr std::string_view kRaise = "raise";
 constexpr std::string_view kUpdate = "update";
 constexpr std::string_view kClear = "clear";
 constexpr std::string_view kRepeat = "repeat";
-
-// What one unusually large event leaves reserved for the next one, at most.
-constexpr std::size_t kKeptScratchBytes = 64 * 1024;
 
 // The alert action a text means, in lower case; empty for an ordinary event.
 std::string_view RecognizedAction(std::string_view action) {
@@ -51,9 +49,8 @@ std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) 
     const auto alert = alerts_.find(key_);
     *forward = alert != alerts_.end() ? ProcessActive(*event, alert, action)
                                       : ProcessAbsent(*event, action);
-    for (std::string* scratch : {&key_, &fingerprint_}) {
-        if (scratch->capacity() > kKeptScratchBytes) *scratch = std::string();
-    }
+    ClearBuffer(key_);
+    ClearBuffer(fingerprint_);
     return ZVEVENT_OK;
 }
 

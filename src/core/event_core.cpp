@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/stop_signal.h"
+#include "base/texts.h"
 #include "core/event_fields.h"
 #include "platform/contain.h"
 #include "platform/worker_thread.h"
@@ -18,14 +19,9 @@ thread_local bool on_worker_thread = false;
 // At the end of the process an output that is stuck in a write is not waited for longer than this.
 constexpr std::uint32_t kLastFlushMs = 1000;
 
-// The worker's event keeps its texts' memory for the next one, up to this.
-constexpr std::size_t kKeptTextBytes = 64 * 1024;
-
+// The worker's event keeps its texts' memory for the next one, within the limit of a buffer.
 void ReleaseLargeTexts(zvEventNormalizedEvent& event) {
-    ForEachEventText([&](const auto& field) {
-        std::string& text = event.*field.event;
-        if (text.capacity() > kKeptTextBytes) text = std::string();
-    });
+    ForEachEventText([&](const auto& field) { ClearBuffer(event.*field.event); });
 }
 
 void Count(std::atomic<std::uint64_t>& counter, std::uint64_t by = 1) {

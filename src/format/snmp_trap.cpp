@@ -54,7 +54,6 @@ constexpr std::array<EnterpriseBinding, kEnterpriseBindings> kBindings = {{
 
 SnmpTrapFormatter::SnmpTrapFormatter(std::string_view community, std::string_view enterprise_oid,
                                      std::string_view trap_oid) {
-    if (enterprise_oid.empty()) enterprise_oid = kDefaultEnterpriseOid;
     AppendBerUnsigned(head_, BerTag::kInteger, kVersion2c);
     AppendBerOctets(head_, community);
 

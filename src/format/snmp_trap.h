@@ -15,15 +15,12 @@ namespace zvevent {
 // One UDP datagram that every manager takes.
 inline constexpr std::size_t kMaxSnmpTrapBytes = 8192;
 
-inline constexpr std::string_view kDefaultEnterpriseOid = "1.3.6.1.4.1.32473.1.1";
-inline constexpr std::string_view kDefaultTrapOid = "1.3.6.1.4.1.32473.1.1.0.1";
 inline constexpr std::size_t kEnterpriseBindings = 12;
 
 // Makes the traps of one sender. Identifiers never change, so they are encoded once; one that is
 // none is told of by every Format, and not before. Changed by nothing after its construction.
 class SnmpTrapFormatter {
 public:
-    // An empty `enterprise_oid` stands for kDefaultEnterpriseOid.
     SnmpTrapFormatter(std::string_view community, std::string_view enterprise_oid,
                       std::string_view trap_oid);
 

@@ -1,10 +1,10 @@
 #include "format/syslog_message.h"
 
 #include <algorithm>
-#include <array>
 
 #include "base/number_text.h"
 #include "base/severity.h"
+#include "base/syslog_code.h"
 #include "format/text.h"
 
 namespace zvevent {
@@ -21,12 +21,6 @@ constexpr std::size_t kMaxMessageIdBytes = 32;
 constexpr std::string_view kElementId = "zavorin@32473";
 
 constexpr int kMeasureDigits = 6;
-
-// Debug, informational, warning and error in syslog's scale.
-constexpr std::uint32_t SyslogSeverity(std::uint32_t severity) {
-    constexpr std::array<std::uint32_t, kMaxSeverity + 1> kSeverities = {7, 6, 4, 3};
-    return severity < kSeverities.size() ? kSeverities[severity] : 6;
-}
 
 // A header field holds printable ASCII without spaces; "-" stands for nothing.
 void AppendHeaderField(std::string& out, std::string_view text, std::size_t limit) {
@@ -119,7 +113,7 @@ SyslogOrigin::SyslogOrigin(std::uint32_t facility, std::string_view host_name,
 
 void SyslogOrigin::Format(const zvEventNormalizedEvent& event, std::string& message) const {
     message.assign(1, '<');
-    AppendDecimal(message, facility_ * 8 + SyslogSeverity(event.severity));
+    AppendDecimal(message, SyslogPriority(facility_, event.severity));
     message += ">1 ";
     AppendUtcIso8601Nanos(message, event.utc_ns);
     message += header_;

@@ -2,26 +2,17 @@
 
 #include <utility>
 
+#include "base/texts.h"
 #include "format/alertmanager_alert.h"
 
-namespace {
-
-// What one unusually large document leaves reserved, at most.
-constexpr std::size_t kKeptBytes = 64 * 1024;
-
-}  // namespace
-
 zvEventAlertmanagerSink::zvEventAlertmanagerSink(const zvEventSinkConfig& config)
-    : minimum_severity_(config.minimum_severity) {
-    formatter_config_.send_resolved = config.alertmanager.send_resolved;
-    formatter_config_.allow_source_label = config.alertmanager.allow_source_label;
-    if (!config.alertmanager.alertname_prefix.empty()) {
-        formatter_config_.alertname_prefix = config.alertmanager.alertname_prefix;
-    }
-}
+    : zvEventSink(config),
+      formatter_config_{config.alertmanager.send_resolved, config.alertmanager.allow_source_label,
+                        zvevent::OrElse(config.alertmanager.alertname_prefix,
+                                        zvEventSinkConfig::Alertmanager().alertname_prefix)} {}
 
 std::uint32_t zvEventAlertmanagerSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
-    if (event.severity < minimum_severity_) return ZVEVENT_OK;
+    if (!Admits(event)) return ZVEVENT_OK;
     std::string payload = TakeSpare();
     zvevent::AppendAlertmanagerAlert(payload, event, formatter_config_);
     Keep(std::move(payload));
@@ -43,7 +34,6 @@ std::string zvEventAlertmanagerSink::TakeSpare() {
 void zvEventAlertmanagerSink::Keep(std::string payload) {
     const std::scoped_lock lock(mutex_);
     last_payload_.swap(payload);
-    if (payload.capacity() > kKeptBytes) return;
-    payload.clear();
+    zvevent::ClearBuffer(payload);
     spare_.swap(payload);
 }

@@ -27,8 +27,7 @@ private:
     std::string TakeSpare();
     void Keep(std::string payload);
 
-    const std::uint32_t minimum_severity_;
-    zvEventAlertmanagerFormatterConfig formatter_config_;  // never changed once constructed
+    const zvEventAlertmanagerFormatterConfig formatter_config_;
 
     std::mutex mutex_;
     // Guarded by mutex_:

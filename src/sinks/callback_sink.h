@@ -14,6 +14,8 @@
 
 class zvEventCallbackSink final : public zvEventSink {
 public:
+    zvEventCallbackSink() : zvEventSink("callbacks") {}
+
     // Adds a function; it first receives the event after the one in delivery. Sets *id, before the
     // function can be called, to its id, never 0: 1, 2, ..., and 1 again after 0xFFFFFFFF.
     void Register(zvEventCallback callback, void* user_data, std::uint32_t* id);

@@ -2,14 +2,13 @@
 // output of its own, so that the section is accepted and counted.
 #pragma once
 
-#include <utility>
-
 #include "config/config.h"
 #include "sinks/sink.h"
 
 class zvEventConfiguredSink final : public zvEventSink {
 public:
-    explicit zvEventConfiguredSink(zvEventSinkConfig config) : config_(std::move(config)) {}
+    explicit zvEventConfiguredSink(const zvEventSinkConfig& config)
+        : zvEventSink(config), config_(config) {}
 
     std::uint32_t write(const zvEventNormalizedEvent&, std::uint64_t*) override {
         return ZVEVENT_OK;

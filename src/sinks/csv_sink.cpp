@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "base/lock_within.h"
+#include "base/texts.h"
 #include "format/csv_row.h"
 #include "sinks/directory_tree.h"
 
@@ -44,25 +45,19 @@ std::uint32_t zvEventCsvSink::Create(const zvEventSinkConfig& config,
     auto created = std::make_shared<zvEventCsvSink>(config);
     const std::scoped_lock lock(created->mutex_);
     const std::uint32_t result = created->EnsureOpen();
-    if (result == ZVEVENT_OK) {
-        *sink = created;
-    } else if (error != nullptr) {
-        *error = created->last_error_;
-    }
-    return result;
+    if (result == ZVEVENT_OK) *sink = created;
+    return created->Report(result, error);
 }
 
 zvEventCsvSink::zvEventCsvSink(const zvEventSinkConfig& config)
-    : path_(config.csv.path),
-      flush_each_event_(config.csv.flush_each_event),
-      minimum_severity_(config.minimum_severity) {}
+    : zvEventSink(config), path_(config.csv.path), flush_each_event_(config.csv.flush_each_event) {}
 
 zvEventCsvSink::~zvEventCsvSink() {
     HandOver();
 }
 
 std::uint32_t zvEventCsvSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
-    if (event.severity < minimum_severity_) return ZVEVENT_OK;
+    if (!Admits(event)) return ZVEVENT_OK;
     const std::scoped_lock lock(mutex_);
     const std::uint32_t opened = EnsureOpen();
     if (opened != ZVEVENT_OK) return opened;
@@ -95,14 +90,9 @@ std::uint32_t zvEventCsvSink::flush(std::uint32_t timeout_ms) {
     return Fail("Unable to flush zvEvent CSV file: ", path_);
 }
 
-std::string zvEventCsvSink::LastError() {
-    const std::scoped_lock lock(mutex_);
-    return last_error_;
-}
-
 std::uint32_t zvEventCsvSink::EnsureOpen() {
     if (file_.IsOpen()) return ZVEVENT_OK;
-    if (path_.empty()) return Fail("zvEvent CSV sink path is empty", {});
+    if (path_.empty()) return Fail("zvEvent CSV sink path is empty");
     const std::string_view directory = zvevent::DirectoryPart(path_);
     if (!zvevent::EnsureDirectory(directory)) {
         return Fail("Unable to create directory for zvEvent CSV sink: ", directory);
@@ -132,8 +122,7 @@ bool zvEventCsvSink::HandOver() {
     if (!row_end_.empty()) return false;
     const std::size_t written = file_.Append(pending_);
     if (written == pending_.size()) {
-        pending_.clear();
-        if (pending_.capacity() > kKeptBytes) pending_ = std::string();
+        zvevent::ClearBuffer(pending_, kKeptBytes);
         return true;
     }
     const std::string_view in_file = std::string_view(pending_).substr(0, written);
@@ -142,9 +131,4 @@ bool zvEventCsvSink::HandOver() {
     if (!cut.empty()) row_end_ = EndsInsideQuotes(cut) ? "\"\n" : "\n";
     pending_.erase(0, whole);
     return false;
-}
-
-std::uint32_t zvEventCsvSink::Fail(std::string_view what, std::string_view subject) {
-    last_error_.assign(what).append(subject);
-    return ZVEVENT_E_FAILURE;
 }

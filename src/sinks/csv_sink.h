@@ -9,7 +9,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <string_view>
 
 #include "config/config.h"
 #include "platform/append_file.h"
@@ -27,24 +26,18 @@ public:
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
     std::uint32_t flush(std::uint32_t timeout_ms) override;
 
-    // The text of the last failure; empty before the first.
-    std::string LastError();
-
 private:
     // All under mutex_.
     std::uint32_t EnsureOpen();
     bool WriteHeader();
     bool HandOver();
-    std::uint32_t Fail(std::string_view what, std::string_view subject);
 
     const std::string path_;
     const bool flush_each_event_;
-    const std::uint32_t minimum_severity_;
 
     std::mutex mutex_;
     // Guarded by mutex_:
     zvevent::AppendFile file_;
     std::string pending_;  // whole rows that are not in the file yet
     std::string row_end_;  // what ends the row that the file was full in the middle of
-    std::string last_error_;
 };

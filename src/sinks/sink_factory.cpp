@@ -1,5 +1,8 @@
 #include "sinks/sink_factory.h"
 
+#include <algorithm>
+#include <array>
+
 #include "sinks/alertmanager_sink.h"
 #include "sinks/configured_sink.h"
 #include "sinks/csv_sink.h"
@@ -12,52 +15,43 @@ namespace zvevent {
 
 namespace {
 
-std::uint32_t BuildCsvSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
-                           std::string* error) {
-    std::shared_ptr<zvEventCsvSink> csv;
-    const std::uint32_t result = zvEventCsvSink::Create(config, &csv, error);
-    sink = std::move(csv);
-    return result;
-}
-
-// A sink that is built first and opened then.
+// Constructs a sink and takes the step by which its kind opens, if it has one. `sink` is set on
+// success only.
 template <typename Sink>
-std::uint32_t BuildOpenSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
-                            std::string* error) {
-    auto built = std::make_shared<Sink>(config);
-    const std::uint32_t result = built->Open(error);
-    sink = std::move(built);
-    return result;
-}
-
-std::uint32_t BuildWebhookSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink,
-                               std::string* error) {
-    auto webhook = std::make_shared<zvEventWebhookHttpSink>(config);
-    const std::uint32_t result = webhook->Validate(error);
-    if (result == ZVEVENT_OK) sink = std::move(webhook);
-    return result;
-}
-
-std::uint32_t BuildSink(const zvEventSinkConfig& config, zvEventSinkPtr& sink, std::string* error) {
-    switch (config.kind) {
-        case zvEventSinkKind::csv:
-            return BuildCsvSink(config, sink, error);
-        case zvEventSinkKind::syslog_udp:
-            return BuildOpenSink<zvEventSyslogUdpSink>(config, sink, error);
-        case zvEventSinkKind::native:
-            return BuildOpenSink<zvEventNativeSink>(config, sink, error);
-        case zvEventSinkKind::snmp_trap:
-            return BuildOpenSink<zvEventSnmpTrapSink>(config, sink, error);
-        case zvEventSinkKind::cloudevents_http:
-        case zvEventSinkKind::webhook_http:
-            return BuildWebhookSink(config, sink, error);
-        case zvEventSinkKind::alertmanager:
-            sink = std::make_shared<zvEventAlertmanagerSink>(config);
-            return ZVEVENT_OK;
-        default:
-            sink = std::make_shared<zvEventConfiguredSink>(config);
-            return ZVEVENT_OK;
+std::uint32_t Build(const zvEventSinkConfig& entry, zvEventSinkPtr& sink, std::string* error) {
+    std::shared_ptr<Sink> built;
+    std::uint32_t result = ZVEVENT_OK;
+    if constexpr (requires { Sink::Create(entry, &built, error); }) {
+        result = Sink::Create(entry, &built, error);
+    } else {
+        built = std::make_shared<Sink>(entry);
+        if constexpr (requires { built->Open(error); }) result = built->Open(error);
+        if constexpr (requires { built->Validate(error); }) result = built->Validate(error);
     }
+    if (result == ZVEVENT_OK) sink = std::move(built);
+    return result;
+}
+
+struct Kind {
+    zvEventSinkKind kind;
+    std::uint32_t (*build)(const zvEventSinkConfig& entry, zvEventSinkPtr& sink,
+                           std::string* error);
+};
+constexpr std::array kKinds = {
+    Kind{zvEventSinkKind::csv, Build<zvEventCsvSink>},
+    Kind{zvEventSinkKind::syslog_udp, Build<zvEventSyslogUdpSink>},
+    Kind{zvEventSinkKind::native, Build<zvEventNativeSink>},
+    Kind{zvEventSinkKind::cloudevents_http, Build<zvEventWebhookHttpSink>},
+    Kind{zvEventSinkKind::webhook_http, Build<zvEventWebhookHttpSink>},
+    Kind{zvEventSinkKind::snmp_trap, Build<zvEventSnmpTrapSink>},
+    Kind{zvEventSinkKind::alertmanager, Build<zvEventAlertmanagerSink>},
+};
+
+std::uint32_t BuildSink(const zvEventSinkConfig& entry, zvEventSinkPtr& sink, std::string* error) {
+    const auto* const known = std::find_if(
+        kKinds.begin(), kKinds.end(), [&](const Kind& kind) { return kind.kind == entry.kind; });
+    return known != kKinds.end() ? known->build(entry, sink, error)
+                                 : Build<zvEventConfiguredSink>(entry, sink, error);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // Locks: sink_list_mutex_ before the callback registry's and before sink_error_mutex_.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,7 @@
 #include "config/config.h"
 #include "core/dispatcher.h"
 #include "sinks/callback_sink.h"
+#include "sinks/output.h"
 #include "sinks/sink.h"
 
 namespace zvevent {
@@ -43,16 +45,25 @@ public:
     // Every sink gets the whole timeout_ms.
     std::uint32_t Flush(std::uint32_t timeout_ms) override;
 
+    // The active outputs with what became of their events, in order of delivery. An output that a
+    // reload replaces by one of the same name goes on counting. Any thread; waits for no output.
+    std::vector<OutputStatus> Status();
+
+    // Has every delivery from now on stamped with this clock, in nanoseconds since 1970 UTC. Null,
+    // as at first: no times are kept.
+    using Clock = std::uint64_t (*)() noexcept;
+    void StampDeliveries(Clock clock) { clock_.store(clock, std::memory_order_relaxed); }
+
     // The latest failure of Initialize, Reload or Flush, or `absent` when there is none.
     std::string ErrorText(std::string_view absent);
 
     zvEventCallbackSink& callbacks() { return *callback_sink_; }
 
 private:
-    using SinkList = std::vector<zvEventSinkPtr>;
+    using OutputList = std::vector<Output>;
 
     std::uint32_t Replace(const zvEventConfig& config, std::string_view default_error);
-    std::shared_ptr<const SinkList> ActiveSinks();
+    std::shared_ptr<const OutputList> ActiveOutputs();
     void SetErrorText(std::string_view text);
     void ClearErrorText() noexcept;
 
@@ -60,10 +71,12 @@ private:
     const std::shared_ptr<zvEventCallbackSink> callback_sink_ =
         std::make_shared<zvEventCallbackSink>();
 
-    const std::shared_ptr<const SinkList> no_sinks_ = std::make_shared<SinkList>();
+    const std::shared_ptr<const OutputList> no_outputs_ = std::make_shared<OutputList>();
     std::mutex sink_list_mutex_;
     // Guarded by sink_list_mutex_. A list is never changed, only replaced.
-    std::shared_ptr<const SinkList> active_ = no_sinks_;
+    std::shared_ptr<const OutputList> active_ = no_outputs_;
+
+    std::atomic<Clock> clock_{nullptr};
 
     std::mutex sink_error_mutex_;
     std::string error_text_;  // guarded by sink_error_mutex_; empty: none

@@ -27,13 +27,9 @@ public:
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
 
-    // The text of the last failure; empty before the first.
-    std::string LastError();
-
 private:
     std::uint32_t OpenLocked();
 
-    const std::uint32_t minimum_severity_;
     const std::string version_;  // in lower case
     const zvevent::SnmpTrapFormatter formatter_;
 
@@ -41,5 +37,4 @@ private:
     // Guarded by mutex_:
     zvevent::UdpSender sender_;
     std::string message_;  // kept, so that sending allocates nothing
-    std::string last_error_;
 };

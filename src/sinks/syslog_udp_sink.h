@@ -25,16 +25,11 @@ public:
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
 
-    // The text of the last failure; empty before the first.
-    std::string LastError();
-
 private:
-    const std::uint32_t minimum_severity_;
     const zvevent::SyslogOrigin origin_;
 
     std::mutex mutex_;
     // Guarded by mutex_:
     zvevent::UdpSender sender_;
     std::string message_;  // kept, so that sending allocates nothing
-    std::string last_error_;
 };

@@ -5,6 +5,7 @@
 
 #include "base/ascii.h"
 #include "base/number_text.h"
+#include "base/texts.h"
 #include "format/cloud_event.h"
 #include "format/json_event.h"
 #include "format/text.h"
@@ -14,18 +15,11 @@ namespace {
 constexpr std::uint32_t kDefaultTimeoutMs = 5000;
 constexpr std::uint32_t kDefaultBackoffMs = 250;
 
-// What one unusually large event leaves reserved for the next body, at most.
-constexpr std::size_t kKeptBytes = 128 * 1024;
-
 // Between two header lines.
 constexpr char kLineEnd = '\xA7';
 
 std::uint32_t FirstNonZero(std::uint32_t first, std::uint32_t second) {
     return first != 0 ? first : second;
-}
-
-const std::string& FirstNonEmpty(const std::string& first, const std::string& second) {
-    return !first.empty() ? first : second;
 }
 
 std::string PayloadMode(const zvEventSinkConfig& config) {
@@ -46,13 +40,6 @@ std::string WithoutCredentials(const std::string& url) {
     return url.substr(0, host) + url.substr(at + 1);
 }
 
-std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kSpace = " \t\n\v\f\r";
-    const std::size_t first = text.find_first_not_of(kSpace);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
-}
-
 void AppendLine(std::string& lines, std::string_view name, std::string_view value) {
     if (!lines.empty()) lines += kLineEnd;
     lines.append(name).append(value);
@@ -62,7 +49,7 @@ void AppendLine(std::string& lines, std::string_view name, std::string_view valu
 void AppendConfiguredLines(std::string& lines, std::string_view text) {
     while (!text.empty()) {
         const std::size_t end = text.find_first_of("|\r\n");
-        const std::string_view line = Trimmed(text.substr(0, end));
+        const std::string_view line = zvevent::Trimmed(text.substr(0, end));
         if (!line.empty()) AppendLine(lines, line, {});
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
@@ -83,7 +70,7 @@ std::string HeaderLines(const zvEventSinkConfig& config, bool cloud_events) {
         zvevent::AppendDecimal(lines, webhook.connect_timeout_ms);
     }
     AppendConfiguredLines(lines,
-                          FirstNonEmpty(webhook.headers, config.cloudevents_http.auth_header));
+                          zvevent::OrElse(webhook.headers, config.cloudevents_http.auth_header));
     if (!webhook.bearer_token.empty()) {
         AppendLine(lines, "Authorization: Bearer ", webhook.bearer_token);
     }
@@ -103,10 +90,10 @@ std::uint32_t Invalid(std::string* error, const char* text) {
 
 zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
                                                const Transport& transport)
-    : transport_(transport),
-      minimum_severity_(config.minimum_severity),
+    : zvEventSink(config),
+      transport_(transport),
       endpoint_url_(
-          FirstNonEmpty(config.webhook_http.endpoint_url, config.cloudevents_http.endpoint_url)),
+          zvevent::OrElse(config.webhook_http.endpoint_url, config.cloudevents_http.endpoint_url)),
       payload_mode_(PayloadMode(config)),
       sends_cloud_events_(IsCloudEvents(payload_mode_)),
       request_timeout_ms_(FirstNonZero(
@@ -117,9 +104,9 @@ zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
                       ? FirstNonZero(config.webhook_http.backoff_ms, kDefaultBackoffMs)
                       : config.webhook_http.backoff_ms),
       cloudevents_source_(
-          FirstNonEmpty(config.webhook_http.cloudevents_source, config.cloudevents_http.source)),
-      subject_prefix_(FirstNonEmpty(config.webhook_http.cloudevents_subject_prefix,
-                                    config.cloudevents_http.subject_prefix)),
+          zvevent::OrElse(config.webhook_http.cloudevents_source, config.cloudevents_http.source)),
+      subject_prefix_(zvevent::OrElse(config.webhook_http.cloudevents_subject_prefix,
+                                      config.cloudevents_http.subject_prefix)),
       headers_(HeaderLines(config, sends_cloud_events_)) {}
 
 std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
@@ -134,17 +121,12 @@ std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
 }
 
 std::uint32_t zvEventWebhookHttpSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
-    if (event.severity < minimum_severity_) return ZVEVENT_OK;
+    if (!Admits(event)) return ZVEVENT_OK;
     const std::scoped_lock lock(mutex_);
     BuildBody(event);
     const bool delivered = Deliver();
-    if (body_.capacity() > kKeptBytes) body_ = std::string();
+    zvevent::ClearBuffer(body_);
     return delivered ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
-}
-
-std::string zvEventWebhookHttpSink::LastError() {
-    const std::scoped_lock lock(mutex_);
-    return last_error_;
 }
 
 void zvEventWebhookHttpSink::BuildBody(const zvEventNormalizedEvent& event) {
@@ -177,6 +159,6 @@ bool zvEventWebhookHttpSink::Post() {
         if (response != nullptr) transport_.release(response);
         if (sent != 0) return true;
     }
-    last_error_.assign("zvEvent webhook POST failed: ").append(WithoutCredentials(endpoint_url_));
+    NoteFailure("zvEvent webhook POST failed: ", WithoutCredentials(endpoint_url_));
     return false;
 }

@@ -37,9 +37,6 @@ public:
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
 
-    // The text of the last POST that failed; empty before the first. Waits for a write to end.
-    std::string LastError();
-
 private:
     // All under mutex_.
     void BuildBody(const zvEventNormalizedEvent& event);
@@ -47,7 +44,6 @@ private:
     bool Post();
 
     const Transport transport_;
-    const std::uint32_t minimum_severity_;
     const std::string endpoint_url_;
     const std::string payload_mode_;  // lower case
     const bool sends_cloud_events_;
@@ -61,5 +57,4 @@ private:
     std::mutex mutex_;
     // Guarded by mutex_:
     std::string body_;  // keeps its memory for the next event
-    std::string last_error_;
 };

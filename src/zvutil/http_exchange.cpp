@@ -39,10 +39,8 @@ bool IsUrl(std::string_view url) {
            url.find_first_of(" \t") == std::string_view::npos;
 }
 
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+std::string_view TrimmedBlanks(std::string_view text) {
+    return Trimmed(text, " \t");
 }
 
 std::uint32_t NumberOrZero(std::string_view digits) {
@@ -58,10 +56,10 @@ public:
     explicit HeaderSorter(HttpRequest& request) : request_(request) {}
 
     void Add(std::string_view untrimmed) {
-        const std::string_view line = Trimmed(untrimmed);
+        const std::string_view line = TrimmedBlanks(untrimmed);
         const std::string_view name = HttpHeaderName(line);
         if (name.empty()) return;
-        const std::string_view value = Trimmed(line.substr(line.find(':') + 1));
+        const std::string_view value = TrimmedBlanks(line.substr(line.find(':') + 1));
         if (SameHttpHeader(name, "X-zvEvent-TLS-Verify")) {
             if (!verify_given_) request_.verify_tls = value != "0";
             verify_given_ = true;
@@ -96,7 +94,8 @@ bool ParseHttpRequest(std::string_view headers, HttpRequest& request) {
 
 std::string_view HttpHeaderName(std::string_view line) {
     const std::size_t colon = line.find(':');
-    return colon == std::string_view::npos ? std::string_view() : Trimmed(line.substr(0, colon));
+    return colon == std::string_view::npos ? std::string_view()
+                                           : TrimmedBlanks(line.substr(0, colon));
 }
 
 bool SameHttpHeader(std::string_view a, std::string_view b) {

@@ -13,9 +13,8 @@
 #include <string_view>
 
 #include "base/number_text.h"
-#include "base/syslog_facility.h"
+#include "base/syslog_code.h"
 #include "platform/linux/system_logger.h"
-#include "zvEvent/zvEvent.h"
 
 namespace zvevent {
 
@@ -26,19 +25,6 @@ const char* logger_path = "/dev/log";
 // How long a logger that has always kept up may let an event wait: its queue holds ten or so, and
 // a burst fills it.
 constexpr timeval kPatience = {0, 200'000};
-
-constexpr std::uint32_t SyslogSeverity(std::uint32_t severity) {
-    switch (severity) {
-        case zvEventSeverityDebug:
-            return 7;
-        case zvEventSeverityWarning:
-            return 4;
-        case zvEventSeverityError:
-            return 3;
-        default:
-            return 6;
-    }
-}
 
 // Loggers find the end of the tag by these.
 constexpr bool EndsTag(char c) {
@@ -92,7 +78,7 @@ private:
     // The logger stamps the time.
     void WriteHeader(std::uint32_t severity) {
         header_ = '<';
-        AppendDecimal(header_, facility_ * 8 + SyslogSeverity(severity));
+        AppendDecimal(header_, SyslogPriority(facility_, severity));
         header_.append(">").append(tag_).append("[");
         AppendDecimal(header_, getpid());
         header_ += "]: ";

@@ -1,5 +1,5 @@
-// The names of the syslog facilities as configuration writes them, and their RFC 5424 codes.
-// Any thread.
+// Syslog's numbers (RFC 5424): the facilities by the names that configuration writes, and the
+// severities. Any thread.
 #pragma once
 
 #include <array>
@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/ascii.h"
+#include "base/severity.h"
 
 namespace zvevent {
 
@@ -31,6 +32,17 @@ inline std::uint32_t SyslogFacility(std::string_view name) {
         if (EqualsLowerAscii(name, facility.name)) return facility.code;
     }
     return kSyslogLocal0;
+}
+
+// Debug, informational, warning and error; what is no severity is informational.
+constexpr std::uint32_t SyslogSeverity(std::uint32_t severity) {
+    constexpr std::array<std::uint32_t, kMaxSeverity + 1> kCodes = {7, 6, 4, 3};
+    return severity < kCodes.size() ? kCodes[severity] : 6;
+}
+
+// The number in front of every message.
+constexpr std::uint32_t SyslogPriority(std::uint32_t facility, std::uint32_t severity) {
+    return facility * 8 + SyslogSeverity(severity);
 }
 
 }  // namespace zvevent
