@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/contain.h"
 #include "base/last_error.h"
-#include "platform/contain.h"
 #include "zvEvent/zvEvent.h"
 
 namespace zvevent {

@@ -8,7 +8,7 @@
 #include "api/exception_guard.h"
 #include "api/lifecycle.h"
 #include "base/last_error.h"
-#include "platform/contain.h"
+#include "platform/cancellation_shield.h"
 #include "zvEvent/zvEvent.h"
 
 namespace {

@@ -2,15 +2,14 @@
 
 #include <chrono>
 #include <memory>
-#include <new>
 #include <utility>
 
+#include "base/contain.h"
 #include "base/last_error.h"
 #include "base/lock_within.h"
 #include "base/stop_signal.h"
 #include "config/config_loader.h"
 #include "core/normalize.h"
-#include "platform/contain.h"
 #include "platform/process.h"
 
 namespace zvevent {
@@ -31,6 +30,15 @@ std::uint32_t Succeed() {
     return ZVEVENT_OK;
 }
 
+std::uint32_t RefuseSecondStart() {
+    return Fail(ZVEVENT_E_ALREADY_INITIALIZED, "zvEvent is already initialized");
+}
+
+std::uint32_t RefuseStartDuringShutdown() {
+    return Fail(ZVEVENT_E_FAILURE,
+                "zvEventInitialize cannot be called from a callback during a shutdown");
+}
+
 // Loads a configuration that is shared and unchanged from then on.
 std::uint32_t Load(const char* path, std::string_view default_error, EventCore::Config& loaded) {
     auto config = std::make_shared<zvEventConfig>();
@@ -43,32 +51,50 @@ std::uint32_t Load(const char* path, std::string_view default_error, EventCore::
 
 }  // namespace
 
-// The instance's memory. No destructor of it ever runs.
-alignas(Lifecycle) unsigned char Lifecycle::storage_[sizeof(Lifecycle)];
+// The instance, and what the system calls for it. Locks may be held by other threads when a child
+// is forked, so the child begins with new objects.
+struct Lifecycle::Home {
+    NoDestructor<Lifecycle> lifecycle;
+
+    Home() {
+        StopSignal::Instance();
+        InChildAfterFork([] {
+            TheHome().lifecycle.Renew();
+            StopSignal::Instance().RenewInChild();
+            EventCore::ForgetWorkerThread();
+        });
+        ReleaseAtUnload([] { Instance().~Lifecycle(); });
+    }
+};
+
+Lifecycle::Home& Lifecycle::TheHome() {
+    static Home home;
+    return home;
+}
 
 Lifecycle& Lifecycle::Instance() {
-    static Lifecycle* const instance = [] {
-        ReleaseAtUnload([] { Instance().~Lifecycle(); });
-        return new (storage_) Lifecycle();
-    }();
-    return *instance;
+    return *TheHome().lifecycle;
 }
+
+namespace {
+
+// Made while the library is loaded: a thread that is making it cannot be missing in a forked child
+// then. Without memory for it the first call tries again.
+[[maybe_unused]] const bool made_at_load = Contain([] { Lifecycle::Instance(); });
+
+}  // namespace
 
 std::uint32_t Lifecycle::Initialize(const char* config_path) {
     EventCore::Config config;
     const std::uint32_t loaded = Load(config_path, "zvEvent config load failed", config);
     if (loaded != ZVEVENT_OK) return loaded;
-    if (EventCore::OnWorkerThread() && !initialized_) {
-        // A shutdown is waiting for this very thread.
-        return Fail(ZVEVENT_E_FAILURE,
-                    "zvEventInitialize cannot be called from a callback during a shutdown");
+    if (EventCore::OnWorkerThread()) {
+        // Initialized; or a shutdown is waiting for this very thread.
+        return initialized_ ? RefuseSecondStart() : RefuseStartDuringShutdown();
     }
-    Transition transition(transition_mutex_, std::defer_lock);
-    if (!EventCore::OnWorkerThread()) transition.lock();
+    const Transition transition(transition_mutex_);
     const std::scoped_lock lock(lifecycle_mutex_);
-    if (initialized_ || EventCore::OnWorkerThread()) {
-        return Fail(ZVEVENT_E_ALREADY_INITIALIZED, "zvEvent is already initialized");
-    }
+    if (initialized_) return RefuseSecondStart();
     if (process_ends_) return Fail(ZVEVENT_E_FAILURE, "The process is ending");
     return Start(std::move(config));
 }
@@ -94,11 +120,6 @@ std::uint32_t Lifecycle::Start(EventCore::Config config) {
     initialized_ = true;
     PinModule();
     DrainAtExit([] { Instance().DrainForExit(); });
-    InChildAfterFork([] {
-        new (storage_) Lifecycle();
-        StopSignal::Instance().RenewInChild();
-        EventCore::ForgetWorkerThread();
-    });
     return Succeed();
 }
 

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/no_destructor.h"
 #include "core/event_core.h"
 #include "sinks/sink_set.h"
 
@@ -18,8 +19,8 @@ namespace zvevent {
 
 class Lifecycle {
 public:
-    // The process's one instance. The end of the process does not destroy it: threads may call in,
-    // and the worker may run, until then. Only an unload does.
+    // The process's one instance, made when the library is loaded. The end of the process does not
+    // destroy it: threads may call in, and the worker may run, until then. Only an unload does.
     static Lifecycle& Instance();
 
     std::uint32_t Initialize(const char* config_path);
@@ -32,11 +33,13 @@ public:
     CoreStatistics Statistics() const { return core_.Statistics(); }
 
 private:
+    friend class NoDestructor<Lifecycle>;
     Lifecycle() = default;
 
     using Transition = std::unique_lock<std::mutex>;
 
-    static unsigned char storage_[];
+    struct Home;
+    static Home& TheHome();
 
     std::uint32_t Start(EventCore::Config config);
     std::uint32_t Stop();

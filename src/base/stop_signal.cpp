@@ -1,12 +1,11 @@
 #include "base/stop_signal.h"
 
-#include <new>
+#include "base/no_destructor.h"
 
 namespace zvevent {
 
 StopSignal& StopSignal::Instance() {
-    alignas(StopSignal) static unsigned char storage[sizeof(StopSignal)];
-    static StopSignal* const instance = new (storage) StopSignal();
+    static NoDestructor<StopSignal> instance;
     return *instance;
 }
 

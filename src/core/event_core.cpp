@@ -4,10 +4,10 @@
 #include <chrono>
 #include <utility>
 
+#include "base/contain.h"
 #include "base/stop_signal.h"
 #include "base/texts.h"
 #include "core/event_fields.h"
-#include "platform/contain.h"
 #include "platform/worker_thread.h"
 
 namespace zvevent {

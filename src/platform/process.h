@@ -11,7 +11,7 @@ namespace zvevent {
 void DrainAtExit(void (*drain)());
 
 // Has `renew` called in every child that is forked from now on, before fork returns there: POSIX
-// only. The first call registers, later ones do nothing.
+// only.
 void InChildAfterFork(void (*renew)());
 
 // Keeps this library loaded until UnpinModule, however often the application unloads it. On POSIX

@@ -4,8 +4,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "base/contain.h"
 #include "core/event_fields.h"
-#include "platform/contain.h"
 
 namespace {
 

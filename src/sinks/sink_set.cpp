@@ -3,8 +3,8 @@
 #include <map>
 #include <utility>
 
+#include "base/contain.h"
 #include "base/last_error.h"
-#include "platform/contain.h"
 #include "sinks/sink_factory.h"
 
 namespace zvevent {

@@ -8,8 +8,9 @@ void OpenLibrary(const char* path);
 void* Find(const char* name);
 void CloseLibrary();
 
-// Runs a copy of this process that calls exit(code) at once; returns the code it ended with.
-int ForkAndExit(int code);
+// Runs `child` in a forked copy of this process, which exits with its result; returns that, or -1
+// when it did not end in time (POSIX).
+int ForkAndRun(int (*child)());
 
 // Ends the calling thread by force, unwinding it (POSIX).
 [[noreturn]] void EndThread();

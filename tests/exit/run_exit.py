@@ -18,7 +18,7 @@ GOOD = 7
 # How many rows must be there, where that is not all. On Windows the other threads are gone when the
 # library hears of the exit, so rows are certain only where the events were delivered before.
 ROWS = {"full_queue": (8, 9), "blocked_callback": (1,), "exit_in_callback": (1,),
-        "thread_ends": (1,), "hanging_webhook": (1,), "hanging_shutdown": (3, 4)}
+        "thread_ends": (1,), "hanging_webhook": (1,), "hanging_shutdown": (1, 2), "fork": (EVENTS + 1,)}
 CERTAIN_ON_WINDOWS = ("unload", "cycles_shutdown", "thread_outlives")
 
 CONFIG = """<zvCFG><key name="QRV"><key name="Events">
@@ -33,6 +33,7 @@ CONFIG = """<zvCFG><key name="QRV"><key name="Events">
 <value name="enabled">{webhook}</value>
 <value name="endpoint_url">http://127.0.0.1:{port}/</value>
 <value name="request_timeout_ms">{timeout}</value>
+<value name="retry_count">9</value><value name="backoff_ms">60000</value>
 </key></key></key></key></key></key></zvCFG>"""
 
 scenario, platform, library, *command = sys.argv[1:]
@@ -46,7 +47,7 @@ with tempfile.TemporaryDirectory(prefix="zvevent-exit-") as directory, \
     pathlib.Path(directory, "events.xml").write_text(CONFIG.format(
         queue=8 if scenario == "full_queue" else 1024, port=receiver.getsockname()[1],
         webhook=int(scenario.startswith("hanging")),
-        timeout=2000 if scenario == "hanging_shutdown" else 60000,
+        timeout=200 if scenario == "hanging_shutdown" else 60000,
         flush=int(scenario == "unload" and platform == "windows")))
     start = time.monotonic()
     # Into a file: services that Wine starts keep a pipe open beyond the program's end.

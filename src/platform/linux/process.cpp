@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <new>
 
 namespace zvevent {
 
@@ -26,9 +27,7 @@ void DrainAtExit(void (*drain)()) {
 }
 
 void InChildAfterFork(void (*renew)()) {
-    static bool registered = false;
-    if (registered) return;
-    registered = pthread_atfork(nullptr, nullptr, renew) == 0;
+    if (pthread_atfork(nullptr, nullptr, renew) != 0) throw std::bad_alloc();
 }
 
 void PinModule() {}

@@ -11,7 +11,7 @@
 #include <limits>
 #include <memory>
 
-#include "platform/contain.h"
+#include "platform/cancellation_shield.h"
 
 namespace zvevent {
 

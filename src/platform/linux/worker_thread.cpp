@@ -3,7 +3,7 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include "platform/contain.h"
+#include "platform/cancellation_shield.h"
 
 namespace zvevent {
 

@@ -26,11 +26,14 @@ void CloseLibrary() {
     dlclose(library);
 }
 
-int ForkAndExit(int code) {
-    const pid_t child = fork();
-    if (child == 0) std::exit(code);
+int ForkAndRun(int (*child)()) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        alarm(10);
+        std::exit(child());
+    }
     int status = -1;
-    waitpid(child, &status, 0);
+    waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

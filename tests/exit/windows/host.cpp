@@ -24,7 +24,7 @@ void CloseLibrary() {
     FreeLibrary(library);
 }
 
-int ForkAndExit(int) {
+int ForkAndRun(int (*)()) {
     return -1;
 }
 
