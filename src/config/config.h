@@ -26,8 +26,12 @@ enum class zvEventSinkKind : std::uint32_t {
 };
 
 // One configured output. It carries a group of settings for every kind; a sink reads the group of
-// its own kind. The defaults here are those of a fresh record; what a configuration file that lacks
-// a setting gets stands in the loader's tables.
+// its own kind.
+//
+// Every default stands here once. A member's initializer is what a fresh record holds, and what a
+// configuration file that lacks the setting gets; where the two differ, a constant beside the
+// member is the latter, and config/settings.h names it. Other constants here are what a sink uses
+// in place of an empty text or a zero.
 struct zvEventSinkConfig {
     zvEventSinkKind kind = zvEventSinkKind::native;
     std::string name;
@@ -35,22 +39,34 @@ struct zvEventSinkConfig {
     std::uint32_t minimum_severity = zvEventSeverityInfo;
 
     struct Csv {
+        static constexpr const char* kDefaultPath = "zvEvent.csv";
+
         std::string path;
         bool flush_each_event = false;
     } csv;
 
     struct SyslogUdp {
+        static constexpr const char* kDefaultHost = "127.0.0.1";
+        static constexpr std::uint32_t kDefaultPort = 5140;
+        static constexpr const char* kDefaultFacility = "local0";
+        static constexpr const char* kDefaultAppName = "zvEvent";
+
         std::string host;
-        std::uint32_t port = 5140;
+        std::uint32_t port = kDefaultPort;
         std::string facility;
         std::string app_name;
     } syslog_udp;
 
     struct Native {
+        static constexpr const char* kDefaultSourceName = "zvEvent";
+        static constexpr const char* kDefaultFacility = "local4";
+        static constexpr const char* kDefaultSubsystem = "com.zavorin.zvEvent";
+        static constexpr const char* kDefaultCategory = "events";
+
         std::string source_name;
-        std::string facility = "local4";
-        std::string subsystem = "com.zavorin.zvEvent";
-        std::string category = "events";
+        std::string facility = kDefaultFacility;
+        std::string subsystem = kDefaultSubsystem;
+        std::string category = kDefaultCategory;
     } native;
 
     struct CloudeventsHttp {
@@ -62,35 +78,47 @@ struct zvEventSinkConfig {
     } cloudevents_http;
 
     struct WebhookHttp {
+        static constexpr const char* kDefaultPayloadMode = "native_json";
+        static constexpr std::uint32_t kDefaultRequestTimeoutMs = 5000;
+        static constexpr std::uint32_t kDefaultBackoffMs = 250;
+
         std::string endpoint_url;
-        std::string payload_mode = "native_json";
+        std::string payload_mode = kDefaultPayloadMode;
         std::string headers;
         std::string bearer_token;
         std::string basic_username;
         std::string basic_password;
         std::uint32_t connect_timeout_ms = 2000;
-        std::uint32_t request_timeout_ms = 5000;
+        std::uint32_t request_timeout_ms = kDefaultRequestTimeoutMs;
         bool tls_verify = true;
         std::uint32_t retry_count = 0;
-        std::uint32_t backoff_ms = 250;
+        std::uint32_t backoff_ms = kDefaultBackoffMs;
         std::string cloudevents_source = "/zvEvent";
         std::string cloudevents_subject_prefix;
     } webhook_http;
 
     struct SnmpTrap {
-        std::string host = "127.0.0.1";
-        std::uint32_t port = 162;
-        std::string community = "vamble";
-        std::string version = "2c";
+        static constexpr const char* kDefaultHost = "127.0.0.1";
+        static constexpr std::uint32_t kDefaultPort = 162;
+        static constexpr const char* kDefaultCommunity = "vamble";
+        static constexpr const char* kDefaultVersion = "2c";
+        static constexpr const char* kDefaultTrapOid = "1.3.6.1.4.1.32473.1.1.0.1";
+
+        std::string host = kDefaultHost;
+        std::uint32_t port = kDefaultPort;
+        std::string community = kDefaultCommunity;
+        std::string version = kDefaultVersion;
         std::string enterprise_oid = "1.3.6.1.4.1.32473.1.1";
-        std::string trap_oid = "1.3.6.1.4.1.32473.1.1.0.1";
+        std::string trap_oid = kDefaultTrapOid;
     } snmp_trap;
 
     struct Alertmanager {
+        static constexpr const char* kDefaultAlertnamePrefix = "ZvEvent";
+
         std::string url = "http://127.0.0.1:9093/api/v2/alerts";
         bool send_resolved = true;
         bool allow_source_label = false;
-        std::string alertname_prefix = "ZvEvent";
+        std::string alertname_prefix = kDefaultAlertnamePrefix;
         std::string authorization_type = "none";
         std::string authorization_token;
         std::uint32_t connect_timeout_ms = 3000;

@@ -5,6 +5,23 @@
 
 namespace zvevent {
 
+std::string KeyBelowRoot(std::string_view path) {
+    return std::string(kRootKey).append("\\").append(path);
+}
+
+std::string SinkKey(const SinkSection& section) {
+    return KeyBelowRoot(kSinkKey).append("\\").append(section.path);
+}
+
+std::string OutputName(const zvEventSinkConfig& entry) {
+    std::string name = "other";
+    for (const SinkSection& section : kSinkSections) {
+        if (section.kind == entry.kind) name = section.path;
+    }
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return name.append("/").append(entry.name);
+}
+
 void EnsureKey(zvCFGHandle tree, std::string_view path) {
     if (path.empty() || zvCFGKeyExists(tree, std::string(path).c_str()) != 0) return;
     std::string parent;

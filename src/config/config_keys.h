@@ -5,11 +5,17 @@
 #include <string_view>
 #include <vector>
 
+#include "config/settings.h"
 #include "zvutil/zvutil.h"
 
 namespace zvevent {
 
-inline constexpr std::string_view kRootKey = "QRV\\Events";
+// The path of a key below the root key, and of the key that holds a kind's instances.
+std::string KeyBelowRoot(std::string_view path);
+std::string SinkKey(const SinkSection& section);
+
+// What the output of an entry is called: its key below "sink" with slashes, "syslog/udp/default".
+std::string OutputName(const zvEventSinkConfig& entry);
 
 // Creates the key and every missing key above it.
 void EnsureKey(zvCFGHandle tree, std::string_view path);

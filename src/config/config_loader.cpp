@@ -3,7 +3,8 @@
 #include <string_view>
 
 #include "config/config_keys.h"
-#include "config/section_loaders.h"
+#include "config/settings.h"
+#include "config/sink_loader.h"
 #include "config/value_reader.h"
 #include "zvutil/zvutil.h"
 
@@ -26,27 +27,26 @@ private:
     zvCFGHandle handle_;
 };
 
+// Creates the keys that every configuration has.
+void EnsureTopKeys(zvCFGHandle tree) {
+    EnsureKey(tree, kRootKey);
+    EnsureKey(tree, KeyBelowRoot(kCoreKey));
+    EnsureKey(tree, KeyBelowRoot(kStateKey));
+    for (const SinkSection& section : kSinkSections)
+        EnsureKey(tree, SinkKey(section));
+}
+
 // False when the rest must not be read.
-bool LoadCore(ValueReader& reader, zvEventConfig& config, std::string* error) {
-    const std::string key = std::string(kRootKey) + "\\core";
-    config.enabled = reader.Boolean(key, "enabled", true);
-    config.minimum_severity = reader.MinimumSeverity(key, zvEventSeverityInfo);
-    config.queue_size = reader.Number(key, "queue_size", 1024);
+bool LoadCore(zvCFGHandle tree, zvEventConfig& config, std::string* error) {
+    ValueReader reader(tree, KeyBelowRoot(kCoreKey), error);
+    VisitCoreSettings(config, [&](const char* name, auto&& field) {
+        if (config.queue_size != 0) reader(name, field);  // nothing behind a size that is 0
+    });
     if (config.queue_size == 0) {
         if (error != nullptr) *error = "queue_size must be greater than zero";
         return false;
     }
-    config.drop_policy = reader.DropPolicy(key, zvEventDropPolicy::drop_newest);
     return error == nullptr || error->empty();
-}
-
-void LoadState(ValueReader& reader, zvEventConfig& config) {
-    const std::string key = std::string(kRootKey) + "\\state";
-    config.state_enabled = reader.Boolean(key, "enabled", true);
-    config.dedupe_enabled = reader.Boolean(key, "dedupe_enabled", true);
-    config.default_repeat_interval_sec = reader.Number(key, "default_repeat_interval_sec", 1800);
-    config.send_clear = reader.Boolean(key, "send_clear", true);
-    config.route_orphan_clear = reader.Boolean(key, "route_orphan_clear", false);
 }
 
 }  // namespace
@@ -71,10 +71,11 @@ std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output,
     }
     zvevent::EnsureTopKeys(tree.handle());
     output->config_path = config_path;
-    zvevent::ValueReader reader(tree.handle(), error);
-    if (!zvevent::LoadCore(reader, *output, error)) return ZVEVENT_E_INVALID_ARGUMENT;
-    zvevent::LoadState(reader, *output);
-    zvevent::LoadSinks(tree.handle(), reader, *output);
+    if (!zvevent::LoadCore(tree.handle(), *output, error)) return ZVEVENT_E_INVALID_ARGUMENT;
+    zvevent::VisitStateSettings(
+        *output,
+        zvevent::ValueReader(tree.handle(), zvevent::KeyBelowRoot(zvevent::kStateKey), error));
+    zvevent::LoadSinks(tree.handle(), error, *output);
     if (error != nullptr && !error->empty()) return ZVEVENT_E_INVALID_ARGUMENT;
     zvCFGSave(tree.handle(), 0, 1);  // a file that cannot be written is used as it is
     return ZVEVENT_OK;

@@ -11,8 +11,6 @@ namespace zvevent {
 namespace {
 
 constexpr std::uint32_t kTextBufferSize = 2048;
-constexpr char kMinimumSeverity[] = "minimum_severity";
-constexpr char kDropPolicy[] = "drop_policy";
 
 template <typename Value>
 struct Word {
@@ -57,67 +55,79 @@ std::optional<Value> FindWord(const std::array<Word<Value>, Count>& words, std::
 
 }  // namespace
 
-std::string ValueReader::Text(const std::string& key, const char* name, const char* absent) {
+void ValueReader::operator()(const char* name, std::string& value) {
+    value = Text(name, value.c_str());
+}
+
+void ValueReader::operator()(const char* name, std::string& value, const char* absent) {
+    value = Text(name, absent);
+}
+
+void ValueReader::operator()(const char* name, std::uint32_t& value) {
+    if (!ReadNumber(name, value)) zvCFGValueDword(tree_, key_.c_str(), name, &value, 1);
+}
+
+void ValueReader::operator()(const char* name, bool& value) {
+    std::uint32_t number = 0;
+    if (ReadNumber(name, number)) {
+        value = number != 0;
+        return;
+    }
+    const std::string text = Text(name, value ? "1" : "0");
+    const auto word = FindWord(kBooleans, text);
+    if (!word) SetError("boolean", name, text);
+    value = word.value_or(value);
+}
+
+void ValueReader::operator()(const char* name, SeverityIn<std::uint32_t> value) {
+    std::uint32_t number = 0;
+    if (ReadNumber(name, number) && number <= kMaxSeverity) {
+        value.level = number;
+        return;
+    }
+    const std::string text = Text(name, "info");
+    const auto word = FindWord(kSeverities, text);
+    if (!word) SetError("minimum_severity", name, text);
+    value.level = word.value_or(value.level);
+}
+
+void ValueReader::operator()(const char* name, zvEventDropPolicy& value) {
+    const std::string text = Text(name, "drop_newest");
+    const auto word = FindWord(kDropPolicies, text);
+    if (!word) SetError("drop_policy", name, text);
+    value = word.value_or(value);
+}
+
+std::string ValueReader::Text(const char* name, const char* absent) {
     std::string text;
-    if (ReadText(key, name, text)) return text;
+    if (ReadText(name, text)) return text;
     text = absent;
     if (!text.empty()) {
         std::uint32_t length = kTextBufferSize;
-        zvCFGValueString(tree_, key.c_str(), name, text.data(), &length, 1);
+        zvCFGValueString(tree_, key_.c_str(), name, text.data(), &length, 1);
     }
     return text;
 }
 
-std::uint32_t ValueReader::Number(const std::string& key, const char* name, std::uint32_t absent) {
-    std::uint32_t number = absent;
-    if (!ReadNumber(key, name, number)) {
-        number = absent;
-        zvCFGValueDword(tree_, key.c_str(), name, &number, 1);
-    }
-    return number;
-}
-
-bool ValueReader::Boolean(const std::string& key, const char* name, bool seed) {
-    std::uint32_t number = 0;
-    if (ReadNumber(key, name, number)) return number != 0;
-    const std::string text = Text(key, name, seed ? "1" : "0");
-    const auto value = FindWord(kBooleans, text);
-    if (!value) SetError("boolean", key, name, text);
-    return value.value_or(seed);
-}
-
-std::uint32_t ValueReader::MinimumSeverity(const std::string& key, std::uint32_t seed) {
-    std::uint32_t number = 0;
-    if (ReadNumber(key, kMinimumSeverity, number) && number <= kMaxSeverity) return number;
-    const std::string text = Text(key, kMinimumSeverity, "info");
-    const auto value = FindWord(kSeverities, text);
-    if (!value) SetError(kMinimumSeverity, key, kMinimumSeverity, text);
-    return value.value_or(seed);
-}
-
-zvEventDropPolicy ValueReader::DropPolicy(const std::string& key, zvEventDropPolicy seed) {
-    const std::string text = Text(key, kDropPolicy, "drop_newest");
-    const auto value = FindWord(kDropPolicies, text);
-    if (!value) SetError(kDropPolicy, key, kDropPolicy, text);
-    return value.value_or(seed);
-}
-
-bool ValueReader::ReadText(const std::string& key, const char* name, std::string& text) {
+bool ValueReader::ReadText(const char* name, std::string& text) {
     std::array<char, kTextBufferSize> buffer{};
     std::uint32_t length = kTextBufferSize;
-    if (zvCFGValueString(tree_, key.c_str(), name, buffer.data(), &length, 0) != 0) return false;
+    if (zvCFGValueString(tree_, key_.c_str(), name, buffer.data(), &length, 0) != 0) return false;
     text = buffer.data();
     return true;
 }
 
-bool ValueReader::ReadNumber(const std::string& key, const char* name, std::uint32_t& number) {
-    return zvCFGValueDword(tree_, key.c_str(), name, &number, 0) == 0;
+// Leaves the number alone when there is none.
+bool ValueReader::ReadNumber(const char* name, std::uint32_t& number) {
+    std::uint32_t read = 0;
+    if (zvCFGValueDword(tree_, key_.c_str(), name, &read, 0) != 0) return false;
+    number = read;
+    return true;
 }
 
-void ValueReader::SetError(std::string_view what, const std::string& key, const char* name,
-                           std::string_view text) {
+void ValueReader::SetError(std::string_view what, const char* name, std::string_view text) {
     if (error_ == nullptr) return;
-    error_->assign("Invalid ").append(what).append(" value for ").append(key);
+    error_->assign("Invalid ").append(what).append(" value for ").append(key_);
     error_->append("\\").append(name).append(": ").append(text);
 }
 

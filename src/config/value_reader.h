@@ -1,7 +1,8 @@
-// Reads single values of the configuration tree with their defaults, and completes the tree: a
-// value that is missing and has a non-empty default is written back. Errors of the words
-// (booleans, severities, drop policies) go into the error text, the last one staying; a caller
-// that gives none does not learn of them.
+// Reads the values of one key of the configuration tree into settings, and completes the tree: a
+// value that is missing and has a non-empty default is written back. It is a visitor of
+// config/settings.h: a field holds its default before, which is also what stays when a word
+// (boolean, severity, drop policy) is none. Such errors go into the error text, the last one
+// staying; a caller that gives none does not learn of them.
 //
 // One thread; the tree handle and the error text belong to the caller.
 #pragma once
@@ -11,36 +12,38 @@
 #include <string_view>
 
 #include "config/config.h"
+#include "config/settings.h"
 #include "zvutil/zvutil.h"
 
 namespace zvevent {
 
 class ValueReader {
 public:
-    ValueReader(zvCFGHandle tree, std::string* error) : tree_(tree), error_(error) {}
+    ValueReader(zvCFGHandle tree, std::string key, std::string* error)
+        : tree_(tree), key_(std::move(key)), error_(error) {}
 
     // At most 2047 bytes of the text, as stored.
-    std::string Text(const std::string& key, const char* name, const char* absent);
+    void operator()(const char* name, std::string& value);
+    void operator()(const char* name, std::string& value, const char* absent);
 
-    std::uint32_t Number(const std::string& key, const char* name, std::uint32_t absent);
+    void operator()(const char* name, std::uint32_t& value);
 
-    // A number (not 0 is true) or one of ten words in any case; `seed` for anything else.
-    bool Boolean(const std::string& key, const char* name, bool seed);
+    // A number (not 0 is true) or one of ten words in any case.
+    void operator()(const char* name, bool& value);
 
-    // The value "minimum_severity": a number 0 to 3 or a word; "info" when missing, `seed` for
-    // anything else.
-    std::uint32_t MinimumSeverity(const std::string& key, std::uint32_t seed);
+    // A number 0 to 3 or a word; "info" when missing, whatever the field held.
+    void operator()(const char* name, SeverityIn<std::uint32_t> value);
 
-    // The value "drop_policy".
-    zvEventDropPolicy DropPolicy(const std::string& key, zvEventDropPolicy seed);
+    void operator()(const char* name, zvEventDropPolicy& value);
 
 private:
-    bool ReadText(const std::string& key, const char* name, std::string& text);
-    bool ReadNumber(const std::string& key, const char* name, std::uint32_t& number);
-    void SetError(std::string_view what, const std::string& key, const char* name,
-                  std::string_view text);
+    std::string Text(const char* name, const char* absent);
+    bool ReadText(const char* name, std::string& text);
+    bool ReadNumber(const char* name, std::uint32_t& number);
+    void SetError(std::string_view what, const char* name, std::string_view text);
 
     zvCFGHandle tree_;
+    const std::string key_;
     std::string* error_;
 };
 

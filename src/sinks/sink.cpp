@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "config/section_loaders.h"
+#include "config/config_keys.h"
 #include "zvutil/zvutil.h"
 
 zvEventSink::zvEventSink(const zvEventSinkConfig& entry)
