@@ -181,7 +181,10 @@ std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t, std::uint32_t) noexce
             now != handle->file_text) {
             return kFailed;
         }
-        if (!zvevent::ReplaceFileContents(handle->path.c_str(), text)) return kFailed;
+        if (!zvevent::ReplaceFileContents(handle->path.c_str(), text,
+                                          zvevent::Replace::kExistingSynced)) {
+            return kFailed;
+        }
         handle->file_text = text;
         return 0u;
     });

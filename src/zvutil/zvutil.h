@@ -1,6 +1,6 @@
-// The product family's utility library as this library uses it: clock, directories, HTTP requests
-// and the XML configuration tree. This header is the only way in, so that a product build can link
-// the family's own library in place of the implementation beside it.
+// The product family's utility library as this library uses it: clock, directories, files, HTTP
+// requests and the XML configuration tree. This header is the only way in, so that a product build
+// can link the family's own library in place of the implementation beside it.
 //
 // Functions return 0 for success and non-zero for failure unless said otherwise. No exception
 // leaves them. Paths are UTF-8. A configuration handle belongs to one thread at a time.
@@ -26,6 +26,19 @@ std::uint32_t zvOSFileIsDir(const char* path) noexcept;
 // Creates one directory (the parent must exist). `mode` are POSIX permission bits, subject to the
 // process's umask, and have no effect on Windows.
 std::uint32_t zvOSMakeDir(const char* path, std::uint32_t mode) noexcept;
+
+// --- Files ---------------------------------------------------------------------------------------
+
+// Gives the file at `path` these `length` bytes as its whole contents, creating it when there is
+// none. They are written to a temporary file beside it, which is then renamed: whoever opens the
+// name finds the old contents or the new ones, never a part. An existing file keeps its
+// permissions, and the target of a symbolic link is the one that is replaced; a new file gets those
+// that the process gives. Nothing is synced: after a power failure the file may be an older one or
+// empty. Fails, with the file as it was and nothing left beside it, when its directory is missing,
+// when it is no regular file or not writable for this process, or writing fails. Raises no signal.
+// Any thread; of two replacements at once the last one stays. May wait for the disk, on Windows up
+// to 200 ms for another process that holds the file open.
+std::uint32_t zvOSFileReplace(const char* path, const void* bytes, std::uint64_t length) noexcept;
 
 // --- HTTP ----------------------------------------------------------------------------------------
 

@@ -17,7 +17,8 @@ namespace {
 [[noreturn]] void SaveForever(const std::string& file, const std::string (&texts)[2], int ready) {
     bool good = write(ready, "!", 1) == 1;
     for (std::size_t i = 0; good; ++i)
-        good = zvevent::ReplaceFileContents(file.c_str(), texts[i % 2]);
+        good = zvevent::ReplaceFileContents(file.c_str(), texts[i % 2],
+                                            zvevent::Replace::kExistingSynced);
     _exit(1);
 }
 

@@ -1,6 +1,7 @@
 #include "zvutil/replace_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,8 +12,17 @@
 #include <cstdlib>
 #include <memory>
 
+#include "platform/linux/signals_held.h"
+
 namespace zvevent {
 namespace {
+
+// The file that is to be replaced: its path behind all links, and its status when it exists.
+struct Target {
+    std::string path;
+    bool exists = false;
+    struct stat status {};
+};
 
 struct FreeDeleter {
     void operator()(char* text) const { std::free(text); }
@@ -58,9 +68,25 @@ bool WriteAll(int descriptor, std::string_view contents) {
     return true;
 }
 
+bool FindTarget(const char* path, Replace how, Target& target) {
+    struct stat link {};
+    const std::unique_ptr<char, FreeDeleter> resolved(realpath(path, nullptr));
+    if (!resolved) {
+        target.path = path;
+        // A link without a target is left alone: what it names may only be away for a while.
+        return how == Replace::kAlsoCreates && errno == ENOENT && lstat(path, &link) != 0;
+    }
+    target.path = resolved.get();
+    target.exists = true;
+    return stat(target.path.c_str(), &target.status) == 0 && S_ISREG(target.status.st_mode) &&
+           faccessat(AT_FDCWD, target.path.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
 // The owner first: changing it may take mode bits away. Where this process may not give files away
 // the new file is its own.
-bool TakeOver(int descriptor, const struct stat& from) {
+bool TakeOver(int descriptor, const Target& target) {
+    if (!target.exists) return true;
+    const struct stat& from = target.status;
     const bool same_owner = from.st_uid == geteuid() && from.st_gid == getegid();
     if (!same_owner && fchown(descriptor, from.st_uid, from.st_gid) != 0 && errno != EPERM) {
         return false;
@@ -69,13 +95,14 @@ bool TakeOver(int descriptor, const struct stat& from) {
 }
 
 // A temporary file left by a killed process has its name taken, so that the next number is tried.
-int CreateBeside(const std::string& target, std::string& name) {
+int CreateBeside(const Target& target, std::string& name) {
     constexpr int kAttempts = 100;
+    const mode_t mode = target.exists ? 0600 : 0666;
     static std::atomic<std::uint32_t> serial{0};
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        name = target + ".zvtmp-" + std::to_string(getpid()) + '-' + std::to_string(serial++);
+        name = target.path + ".zvtmp-" + std::to_string(getpid()) + '-' + std::to_string(serial++);
         const int descriptor =
-            open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+            open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
         if (descriptor >= 0 || errno != EEXIST) return descriptor;
     }
     return -1;
@@ -107,24 +134,21 @@ bool ReadWholeFile(const char* path, std::size_t max_bytes, std::string& content
     }
 }
 
-bool ReplaceFileContents(const char* path, std::string_view contents) {
-    const std::unique_ptr<char, FreeDeleter> resolved(realpath(path, nullptr));
-    if (!resolved) return false;
-    const std::string target = resolved.get();
-    struct stat status {};
-    if (stat(target.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return false;
-
+bool ReplaceFileContents(const char* path, std::string_view contents, Replace how) {
+    Target target;
+    if (!FindTarget(path, how, target)) return false;
+    const bool synced = how == Replace::kExistingSynced;
+    const SignalsHeld held({SIGXFSZ});
     std::string temporary;
     Descriptor file(CreateBeside(target, temporary));
     if (!file) return false;
-    const bool written = TakeOver(file.Get(), status) && WriteAll(file.Get(), contents) &&
-                         RetryInterrupted([&] { return fsync(file.Get()); }) == 0;
-    if (!file.Close() || !written || std::rename(temporary.c_str(), target.c_str()) != 0) {
+    const bool written = TakeOver(file.Get(), target) && WriteAll(file.Get(), contents) &&
+                         (!synced || RetryInterrupted([&] { return fsync(file.Get()); }) == 0);
+    if (!file.Close() || !written || std::rename(temporary.c_str(), target.path.c_str()) != 0) {
         unlink(temporary.c_str());
         return false;
     }
-    SyncDirectoryOf(target);
+    if (synced) SyncDirectoryOf(target.path);
     return true;
 }
 
