@@ -1,4 +1,4 @@
-/* The hand-over in src/core/event_queue.cpp, and how src/core/event_core.cpp reloads, drains and
+/* The hand-over in src/core/event_queue.cpp and event_ring.cpp, and how src/core/event_core.cpp reloads, drains and
  * stops it, small enough for every interleaving to be tried: two producers with three events
  * between them, the worker, a flush, a reload and a stop. scripts/check_model runs it; the README
  * here says which label is which function, what is checked and what is left out.
@@ -190,12 +190,17 @@ inline DropNewest(count) {
 
 /* --- Producers --- */
 
-inline IsFull(answer) {
+/* After it, tail - known_head is the depth seen. */
+inline LookWhenSeen(enough) {
     if
-    :: tail - known_head >= (capacity < ring_size -> capacity : ring_size) -> known_head = head
+    :: tail - known_head >= enough -> known_head = head
     :: else
     fi;
-    assert(known_head <= tail);
+    assert(known_head <= tail)
+}
+
+inline IsFull(answer) {
+    LookWhenSeen(capacity);
     answer = (tail - known_head >= capacity)
 }
 
@@ -221,17 +226,27 @@ inline Grow() {
     i = 0
 }
 
+/* One slot at a time, for the position at the tail. */
+inline Extend() {
+    if
+    :: ring_size == 0 || SlotAt(tail) != NO_SLOT -> Grow()
+    :: else
+    fi;
+    assert(SlotAt(tail) == NO_SLOT);
+    SlotAt(tail) = FREE_SLOT
+}
+
 #define ALL_TAKEN (tail - known_head == ring_size)
 #define SLOT_PROVIDED (ALL_TAKEN -> ring_size >= capacity : SlotAt(tail) != NO_SLOT)
 
 inline EvictOldestDebugOrInfo(answer) {
-    known_head = head;
+    LookWhenSeen(capacity);
 #ifdef EVICTS_WITHOUT_SECOND_LOOK
     if
     :: true
 #else
     if
-    :: DEPTH < capacity -> answer = 0
+    :: tail - known_head < capacity -> answer = 0
     :: else
 #endif
     -> assert(DEPTH == capacity); RemoveOldestDebugOrInfo(answer)
@@ -279,17 +294,10 @@ push_full_policy:
         :: else
         fi;
 push_provide_slot:
+        d_step { LookWhenSeen(ring_size) };
         if
         :: SLOT_PROVIDED
-        :: !SLOT_PROVIDED ->
-            d_step {
-                take_mutex == 0;
-                if
-                :: ALL_TAKEN -> Grow()
-                :: else
-                fi;
-                SlotAt(tail) = FREE_SLOT
-            }
+        :: !SLOT_PROVIDED -> d_step { take_mutex == 0; Extend() }
         fi;
 #ifdef BLOCKS
         if

@@ -1,20 +1,12 @@
 #include "core/event_queue.h"
 
 #include <algorithm>
-#include <bit>
 #include <chrono>
 #include <utility>
 
 namespace zvevent {
 
 namespace {
-
-constexpr std::size_t kFirstRingSize = 64;
-
-// Slots are allocated in steps of an eighth of the ring within these bounds, so that no submit has
-// to wait for much memory at once.
-constexpr std::size_t kFewestSlots = 64;
-constexpr std::size_t kMostSlots = 1024;
 
 // After draining, the worker lingers this long before it looks again, as long as its last round
 // found at least so many events: while events come thick, producers then need no wake-up call and
@@ -26,16 +18,11 @@ constexpr std::uint32_t kWorthLingering = 4;
 constexpr std::size_t kKeptBlockBytes = 16 * 1024;
 constexpr std::size_t kKeptBlocksBytes = 4 * 1024 * 1024;
 
-constexpr std::uint32_t kHighestEvictable = zvEventSeverityInfo;
-
 }  // namespace
 
 void EventQueue::Open(std::uint32_t capacity, zvEventDropPolicy policy) {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    tail_.store(0);
-    head_.store(0);
-    known_head_ = 0;
-    searched_to_ = 0;
+    ring_.Release();
     capacity_ = capacity;
     policy_ = policy;
     accepting_ = true;
@@ -50,13 +37,12 @@ std::uint64_t EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy 
     RingLingering();
     capacity_ = capacity;
     policy_ = policy;
-    if (Depth() <= capacity_) return 0;
+    if (ring_.Depth() <= capacity_) return 0;
     // At least one event stays queued: the queue cannot have drained by this.
-    const std::uint64_t excess = Depth() - capacity_;
+    const std::uint64_t excess = ring_.Depth() - capacity_;
     const std::uint64_t evicted =
-        policy_ == zvEventDropPolicy::drop_debug_info_first ? RemoveDebugOrInfo(excess) : 0;
-    tail_.store(tail_.load() - (excess - evicted));
-    searched_to_ = head_.load();
+        policy_ == zvEventDropPolicy::drop_debug_info_first ? ring_.RemoveDebugOrInfo(excess) : 0;
+    ring_.RemoveNewest(excess - evicted);
     return excess;
 }
 
@@ -67,8 +53,7 @@ void EventQueue::StopAccepting() {
 
 std::uint64_t EventQueue::Purge() {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    const std::uint64_t purged = Depth();
-    head_.store(tail_.load());
+    const std::uint64_t purged = ring_.RemoveAll();
     if (IsDrained()) drained_.notify_all();
     return purged;
 }
@@ -84,12 +69,10 @@ void EventQueue::RequestStop() {
 
 void EventQueue::Close() {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    head_.store(tail_.load());
+    ring_.Release();
     in_flight_ = false;
     accepting_ = false;
     stop_requested_ = false;
-    std::exchange(ring_, {});
-    std::exchange(slots_, {});
     own_block_bytes_.store(0);
     drained_.notify_all();
 }
@@ -100,31 +83,29 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
     for (;;) {
         std::unique_lock lock(producers_mutex_);
         if (!accepting_ || stop_requested_) return Pushed::kRefused;
-        const bool full = IsFull();
+        const bool full = ring_.Holds(capacity_);
         if (full) RingLingering();
         if (full && policy_ == zvEventDropPolicy::drop_newest) return Pushed::kDropped;
         ProvideSlot();
         // Which slot an eviction frees is not known yet: it then counts as one without room.
         const bool needs_block =
-            bytes > PackedEvent::kInlineBytes &&
-            (full || !SlotAt(tail_.load(std::memory_order_relaxed)).HasRoom(bytes));
+            bytes > PackedEvent::kInlineBytes && (full || !ring_.AtTail().HasRoom(bytes));
         if (needs_block && block == nullptr) {
             lock.unlock();
             block = std::make_unique_for_overwrite<char[]>(bytes);
             continue;
         }
         const bool evicted = full && EvictOldestDebugOrInfo();
-        if (full && !evicted && IsFull()) return Pushed::kDropped;
+        if (full && !evicted && ring_.Holds(capacity_)) return Pushed::kDropped;
 
-        const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-        PackedEvent& slot = SlotAt(tail);
+        PackedEvent& slot = ring_.AtTail();
         if (!slot.HasRoom(bytes)) {
             own_block_bytes_.fetch_add(bytes - slot.own_bytes(), std::memory_order_relaxed);
             block = slot.Adopt(std::move(block), bytes);
         }
         slot.Pack(event);
-        tail_.store(tail + 1, std::memory_order_release);
-        const bool ring = MustRing(tail + 1);
+        ring_.Publish();
+        const bool ring = MustRing();
         lock.unlock();
         if (ring) bell_.Ring();
         return evicted ? Pushed::kQueuedByEviction : Pushed::kQueued;
@@ -157,7 +138,7 @@ EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
             PackedEvent::Block freed;  // outlives the lock
             const std::scoped_lock lock(take_mutex_);
             in_flight_ = false;
-            if (Depth() != 0) {
+            if (ring_.Depth() != 0) {
                 ++taken_since_rest_;
                 return TakeNext(event, freed) ? Taken::kEvent : Taken::kLost;
             }
@@ -175,118 +156,36 @@ void EventQueue::WorkerEnded() noexcept {
     drained_.notify_all();
 }
 
-std::size_t EventQueue::Depth() const {
-    return static_cast<std::size_t>(tail_.load(std::memory_order_acquire) -
-                                    head_.load(std::memory_order_acquire));
-}
-
 bool EventQueue::IsDrained() const {
-    return Depth() == 0 && !in_flight_;
+    return ring_.Depth() == 0 && !in_flight_;
 }
 
 void EventQueue::RingLingering() {
     if (lingering_.exchange(false, std::memory_order_relaxed)) bell_.Ring();
 }
 
-bool EventQueue::IsFull() {
-    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-    // The head is the worker's cache line: look at it only when the remembered one is not enough,
-    // for the capacity or for the ring.
-    if (tail - known_head_ >= std::min<std::uint64_t>(capacity_, ring_.size())) {
-        known_head_ = head_.load(std::memory_order_acquire);
-    }
-    return tail - known_head_ >= capacity_;
+void EventQueue::ProvideSlot() {
+    if (!ring_.NeedsExtension(capacity_)) return;
+    EventRing::Extension extension = ring_.PrepareExtension();
+    const std::scoped_lock lock(take_mutex_);
+    ring_.Extend(std::move(extension));
 }
 
 bool EventQueue::EvictOldestDebugOrInfo() {
     const std::scoped_lock lock(take_mutex_);
-    known_head_ = head_.load(std::memory_order_relaxed);
-    if (Depth() < capacity_) return false;  // the worker has made room meanwhile
-    return RemoveOldestDebugOrInfo();
+    if (!ring_.Holds(capacity_)) return false;  // the worker has made room meanwhile
+    return ring_.RemoveOldestDebugOrInfo();
 }
 
-bool EventQueue::RemoveOldestDebugOrInfo() {
-    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-    // Severities do not change and the order stays, so what was searched need not be again.
-    std::uint64_t at = std::max(searched_to_, head_.load(std::memory_order_relaxed));
-    while (at != tail && SlotAt(at).severity() > kHighestEvictable)
-        ++at;
-    searched_to_ = at;
-    if (at == tail) return false;
-    Remove(at);
-    return true;
-}
-
-// Closes the gap from the side that has fewer events to move.
-void EventQueue::Remove(std::uint64_t at) {
-    const std::uint64_t head = head_.load(std::memory_order_relaxed);
-    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-    if (at - head < tail - at) {
-        for (; at != head; --at)
-            std::swap(PositionOf(at), PositionOf(at - 1));
-        head_.store(head + 1, std::memory_order_release);
-    } else {
-        for (; at + 1 != tail; ++at)
-            std::swap(PositionOf(at), PositionOf(at + 1));
-        tail_.store(tail - 1, std::memory_order_release);
-    }
-}
-
-// Removes the oldest debug and info events, `most` of them at most, in one pass.
-std::uint64_t EventQueue::RemoveDebugOrInfo(std::uint64_t most) {
-    std::uint64_t removed = 0;
-    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-    for (std::uint64_t at = head_.load(std::memory_order_relaxed); at != tail; ++at) {
-        if (removed < most && SlotAt(at).severity() <= kHighestEvictable) {
-            ++removed;
-        } else {
-            std::swap(PositionOf(at), PositionOf(at - removed));
-        }
-    }
-    tail_.store(tail - removed, std::memory_order_release);
-    return removed;
-}
-
-// Sees to it that the position at the tail has a slot, with a larger ring when every position is
-// taken. (A full queue whose ring is exactly its capacity needs none: an eviction frees one.)
-void EventQueue::ProvideSlot() {
-    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
-    const std::size_t size = ring_.size();
-    const bool all_taken = tail - known_head_ == size;
-    if (all_taken ? size >= capacity_ : PositionOf(tail) != nullptr) return;
-
-    std::vector<PackedEvent*> larger(all_taken ? std::max(kFirstRingSize, size * 2) : 0);
-    const std::size_t positions = std::max(size, larger.size());
-    const std::size_t count = std::clamp(positions / 8, kFewestSlots, kMostSlots);
-    slots_.reserve(slots_.size() + 1);
-    slots_.push_back(std::make_unique_for_overwrite<PackedEvent[]>(count));
-
-    const std::scoped_lock lock(take_mutex_);
-    if (all_taken) {
-        // Every position keeps its slot and the event in it.
-        for (std::uint64_t at = tail - size; at != tail; ++at) {
-            larger[at & (larger.size() - 1)] = PositionOf(at);
-        }
-        ring_.swap(larger);
-    }
-    std::uint64_t at = tail;
-    for (std::size_t i = 0; i < count && PositionOf(at) == nullptr; ++i, ++at) {
-        PositionOf(at) = &slots_.back()[i];
-    }
-}
-
-bool EventQueue::MustRing(std::uint64_t tail) {
+bool EventQueue::MustRing() {
     if (std::exchange(asleep_, false)) return true;
     // A lingering worker is left alone until the queue is half full.
-    const std::uint64_t half = std::max<std::uint64_t>(1, capacity_ / 2);
-    if (tail - known_head_ < half) return false;
-    known_head_ = head_.load(std::memory_order_acquire);
-    return tail - known_head_ >= half && lingering_.exchange(false, std::memory_order_relaxed);
+    return ring_.Holds(std::max<std::uint32_t>(1, capacity_ / 2)) &&
+           lingering_.exchange(false, std::memory_order_relaxed);
 }
 
 bool EventQueue::TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed) {
-    const std::uint64_t head = head_.load(std::memory_order_relaxed);
-    PackedEvent& slot = SlotAt(head);
+    PackedEvent& slot = ring_.AtHead();
     bool unpacked = true;
     try {
         AssignEvent(slot.View(), event);
@@ -300,7 +199,7 @@ bool EventQueue::TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& fre
         freed = slot.Release();
     }
     in_flight_ = true;
-    head_.store(head + 1, std::memory_order_release);
+    ring_.Advance();
     return unpacked;
 }
 
@@ -309,7 +208,7 @@ bool EventQueue::Rest() {
     if (std::exchange(taken_since_rest_, 0) >= kWorthLingering) {
         lingering_.store(true, std::memory_order_relaxed);
         // Who saw no lingering worker did not ring: look once more at what it queued.
-        if (Depth() == 0) bell_.WaitFor(kLinger);
+        if (ring_.Depth() == 0) bell_.WaitFor(kLinger);
         lingering_.store(false, std::memory_order_relaxed);
         return true;
     }
@@ -317,7 +216,7 @@ bool EventQueue::Rest() {
         // Decided under the producers' lock: an event is queued either before, and seen here, or
         // after, and then rings.
         const std::scoped_lock lock(producers_mutex_);
-        if (Depth() != 0) return true;
+        if (ring_.Depth() != 0) return true;
         if (stop_requested_) return false;
         asleep_ = true;
     }

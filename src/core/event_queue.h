@@ -1,11 +1,10 @@
 // The bounded queue between the submitting threads and the one worker, in arrival order.
 //
-// A ring of slots, each holding one packed event. Producers fill the slot at the tail in place,
-// under a lock of their own; the worker takes from the head under another one, so that the two
-// meet only where the queue runs full, is trimmed, or the worker falls asleep. What costs in such
-// a hand-over is not the copy but what both sides touch for every event: hence the separate locks,
-// head and tail on cache lines of their own, a remembered head, and no wake-up call while the
-// worker is awake. The ring starts small and doubles with the depth that is really reached.
+// Producers fill the slot at the ring's tail in place, under a lock of their own; the worker takes
+// from the head under another one, so that the two meet only where the queue runs full, is trimmed,
+// or the worker falls asleep. What costs in such a hand-over is not the copy but what both sides
+// touch for every event: hence the separate locks, the ring's separate sides, and no wake-up call
+// while the worker is awake.
 //
 // Locks: producers_mutex_ before take_mutex_; the bell's own lock last.
 #pragma once
@@ -14,12 +13,10 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <mutex>
-#include <vector>
 
 #include "config/config.h"
-#include "core/packed_event.h"
+#include "core/event_ring.h"
 #include "platform/wake_event.h"
 
 namespace zvevent {
@@ -80,45 +77,29 @@ public:
     void WorkerEnded() noexcept;
 
 private:
-    std::size_t Depth() const;  // under either mutex
-    bool IsDrained() const;     // under take_mutex_
+    bool IsDrained() const;  // under take_mutex_
     void RingLingering();
-    PackedEvent*& PositionOf(std::uint64_t at) { return ring_[at & (ring_.size() - 1)]; }
-    PackedEvent& SlotAt(std::uint64_t at) { return *PositionOf(at); }
 
     // Under producers_mutex_:
-    bool IsFull();
     void ProvideSlot();             // takes take_mutex_ when it has to allocate
     bool EvictOldestDebugOrInfo();  // takes take_mutex_
-    bool MustRing(std::uint64_t tail);
-
-    // Under both:
-    bool RemoveOldestDebugOrInfo();
-    std::uint64_t RemoveDebugOrInfo(std::uint64_t most);
-    void Remove(std::uint64_t at);
+    bool MustRing();
 
     bool TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed);  // under take_mutex_
     bool Rest();
 
-    // Producers' side. The members are written under producers_mutex_ (the ring under both), tail_
-    // is read by the worker too.
+    EventRing ring_;  // its filling side under producers_mutex_, its taking side under take_mutex_
+
     alignas(64) std::mutex producers_mutex_;
-    std::atomic<std::uint64_t> tail_{0};  // position of the next event to be queued
-    std::uint64_t known_head_ = 0;        // the head when it was last looked at
-    std::uint64_t searched_to_ = 0;       // no debug or info event is queued before this position
+    // Guarded by producers_mutex_:
     std::uint32_t capacity_ = 1;
     zvEventDropPolicy policy_ = zvEventDropPolicy::drop_newest;
     bool accepting_ = false;
     bool stop_requested_ = false;
     bool asleep_ = false;  // the worker sleeps, or is about to, until the bell rings
 
-    // A power of two of positions. Those that were never reached have no slot yet.
-    std::vector<PackedEvent*> ring_;
-    std::vector<std::unique_ptr<PackedEvent[]>> slots_;
-
-    // Worker's side, written under take_mutex_.
     alignas(64) std::mutex take_mutex_;
-    std::atomic<std::uint64_t> head_{0};  // position of the next event to be taken
+    // Guarded by take_mutex_:
     bool in_flight_ = false;
     bool worker_ended_ = false;
     std::uint32_t drain_waiters_ = 0;

@@ -1,0 +1,123 @@
+// Where the queue keeps its events: a ring of slots, each holding one packed event, between two
+// positions that only ever grow. Events are filled in at the tail and taken from the head.
+//
+// Takes no lock and wakes nobody. Its owner has a lock for the filling side and one for the taking
+// side; the functions stand below by which of the two their caller holds. The sides meet as little
+// as possible: head and tail lie on cache lines of their own, and the filling side remembers where
+// the head was.
+//
+// The ring starts small and doubles with the depth that is really reached, so that a large capacity
+// costs nothing until it is used.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/packed_event.h"
+
+namespace zvevent {
+
+class EventRing {
+public:
+    // Slots for the position at the tail and those behind it, and a larger ring if it needs one.
+    struct Extension {
+        std::vector<PackedEvent*> positions;  // empty: the ring is large enough
+        std::unique_ptr<PackedEvent[]> slots;
+        std::size_t slot_count = 0;
+    };
+
+    EventRing() = default;
+    EventRing(const EventRing&) = delete;
+    EventRing& operator=(const EventRing&) = delete;
+
+    // --- Either side ---
+
+    std::size_t Depth() const;
+
+    // --- Filling side ---
+
+    // Whether at least so many events are queued.
+    bool Holds(std::uint64_t count) { return DepthSeen(count) >= count; }
+
+    // Whether the tail's position lacks a slot. A full queue whose ring is exactly its capacity
+    // lacks none: an eviction frees one.
+    bool NeedsExtension(std::uint32_t capacity);
+    Extension PrepareExtension();  // what was found to be needed; may throw std::bad_alloc
+
+    // The slot to be filled next, and its handing over to the taking side.
+    PackedEvent& AtTail() { return SlotAt(tail_.load(std::memory_order_relaxed)); }
+    void Publish();
+
+    // --- Taking side ---
+
+    PackedEvent& AtHead() { return SlotAt(head_.load(std::memory_order_relaxed)); }
+    void Advance();
+
+    // --- Both sides ---
+
+    void Extend(Extension extension) noexcept;
+
+    // Returns whether there was one. The order of the others stays.
+    bool RemoveOldestDebugOrInfo();
+
+    // Removes the oldest debug and info events, at most so many, in one pass; returns how many.
+    std::uint64_t RemoveDebugOrInfo(std::uint64_t most);
+
+    void RemoveNewest(std::uint64_t count);
+
+    // Returns how many events were removed.
+    std::uint64_t RemoveAll();
+
+    // Empties the ring and gives its memory back.
+    void Release();
+
+private:
+    std::uint64_t DepthSeen(std::uint64_t enough);
+    void Remove(std::uint64_t at);
+    PackedEvent*& PositionOf(std::uint64_t at) { return positions_[at & (positions_.size() - 1)]; }
+    PackedEvent& SlotAt(std::uint64_t at) { return *PositionOf(at); }
+
+    // Written by the filling side (positions_ by both); tail_ and positions_ are read by the other.
+    alignas(64) std::atomic<std::uint64_t> tail_{0};  // position of the next event to be queued
+    std::uint64_t known_head_ = 0;                    // the head when the filling side last looked
+    std::uint64_t searched_to_ = 0;        // no debug or info event is queued before this position
+    std::vector<PackedEvent*> positions_;  // a power of two; those never reached have no slot yet
+    std::vector<std::unique_ptr<PackedEvent[]>> slots_;
+
+    // Written by the taking side.
+    alignas(64) std::atomic<std::uint64_t> head_{0};  // position of the next event to be taken
+};
+
+// Inline is what happens for every event.
+
+inline std::size_t EventRing::Depth() const {
+    return static_cast<std::size_t>(tail_.load(std::memory_order_acquire) -
+                                    head_.load(std::memory_order_acquire));
+}
+
+// The depth by the remembered head, which is never less than the true one. The head is the taking
+// side's cache line: it is looked at again only when what is remembered comes to `enough`.
+inline std::uint64_t EventRing::DepthSeen(std::uint64_t enough) {
+    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
+    if (tail - known_head_ >= enough) known_head_ = head_.load(std::memory_order_acquire);
+    return tail - known_head_;
+}
+
+inline bool EventRing::NeedsExtension(std::uint32_t capacity) {
+    const std::size_t positions = positions_.size();
+    if (DepthSeen(positions) == positions) return positions < capacity;
+    return PositionOf(tail_.load(std::memory_order_relaxed)) == nullptr;
+}
+
+inline void EventRing::Publish() {
+    tail_.store(tail_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+inline void EventRing::Advance() {
+    head_.store(head_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+}  // namespace zvevent
