@@ -153,6 +153,34 @@ TEST_F(EventCoreTest, CarriesEventsOfEverySize) {
     EXPECT_EQ(recorder_.bytes, bytes);
 }
 
+// A large event is copied where nobody waits for it. A round that the machine has spoiled by
+// keeping this thread from running is repeated.
+TEST_F(EventCoreTest, NoSubmitWaitsForTheCopyOfALargeEvent) {
+    using Clock = std::chrono::steady_clock;
+    ASSERT_EQ(core_.Start(ConfigOf(1 << 16)), ZVEVENT_OK);
+    const std::string details(64 << 20, 'x');
+    const auto timed = [this](const std::string& message, const std::string& text) {
+        const auto start = Clock::now();
+        Enqueue(message, zvEventSeverityInfo, text);
+        return Clock::now() - start;
+    };
+    const auto given_up = Clock::now() + test::kPatience;
+    Clock::duration large{}, longest{};
+    do {
+        std::atomic<bool> done{false};
+        longest = {};
+        std::thread other([&] {
+            large = timed("large", details);
+            done = true;
+        });
+        while (!done)
+            longest = std::max(longest, timed("small", "{}"));
+        other.join();
+        ASSERT_EQ(core_.WaitUntilDrained(0), ZVEVENT_OK);
+    } while (longest * 4 > large && Clock::now() < given_up);
+    EXPECT_LT(longest * 4, large);
+}
+
 TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
     ASSERT_EQ(core_.Start(ConfigOf(16)), ZVEVENT_OK);
     for (const char* message : {"throw", "fail", "fall back", "fine"})

@@ -18,6 +18,16 @@ constexpr std::uint32_t kWorthLingering = 4;
 constexpr std::size_t kKeptBlockBytes = 16 * 1024;
 constexpr std::size_t kKeptBlocksBytes = 4 * 1024 * 1024;
 
+// False when there is no memory; `event` then holds anything.
+bool Unpack(const EventView& view, zvEventNormalizedEvent& event) {
+    try {
+        AssignEvent(view, event);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 void EventQueue::Open(std::uint32_t capacity, zvEventDropPolicy policy) {
@@ -79,7 +89,7 @@ void EventQueue::Close() {
 
 EventQueue::Pushed EventQueue::Push(const EventView& event) {
     const std::size_t bytes = PackedEvent::TextBytes(event);
-    PackedEvent::Block block;  // for a large event; allocated and freed outside the lock
+    PackedEvent::Block block;  // of a large event; made, filled and freed outside the lock
     for (;;) {
         std::unique_lock lock(producers_mutex_);
         if (!accepting_ || stop_requested_) return Pushed::kRefused;
@@ -88,22 +98,23 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
         if (full && policy_ == zvEventDropPolicy::drop_newest) return Pushed::kDropped;
         ProvideSlot();
         // Which slot an eviction frees is not known yet: it then counts as one without room.
-        const bool needs_block =
-            bytes > PackedEvent::kInlineBytes && (full || !ring_.AtTail().HasRoom(bytes));
-        if (needs_block && block == nullptr) {
+        const bool fits = bytes <= PackedEvent::kInlineBytes ||
+                          (bytes <= kKeptBlockBytes && !full && ring_.AtTail().HasRoom(bytes));
+        if (!fits && block == nullptr) {
             lock.unlock();
-            block = std::make_unique_for_overwrite<char[]>(bytes);
+            block = PackedEvent::BlockOf(event, bytes);
             continue;
         }
         const bool evicted = full && EvictOldestDebugOrInfo();
         if (full && !evicted && ring_.Holds(capacity_)) return Pushed::kDropped;
 
         PackedEvent& slot = ring_.AtTail();
-        if (!slot.HasRoom(bytes)) {
+        if (block == nullptr) {
+            slot.Pack(event);
+        } else {
             own_block_bytes_.fetch_add(bytes - slot.own_bytes(), std::memory_order_relaxed);
-            block = slot.Adopt(std::move(block), bytes);
+            block = slot.Pack(event, std::move(block), bytes);
         }
-        slot.Pack(event);
         ring_.Publish();
         const bool ring = MustRing();
         lock.unlock();
@@ -135,12 +146,11 @@ bool EventQueue::WaitUntilDrained(std::uint32_t timeout_ms) {
 EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
     for (;;) {
         {
-            PackedEvent::Block freed;  // outlives the lock
-            const std::scoped_lock lock(take_mutex_);
+            std::unique_lock lock(take_mutex_);
             in_flight_ = false;
             if (ring_.Depth() != 0) {
                 ++taken_since_rest_;
-                return TakeNext(event, freed) ? Taken::kEvent : Taken::kLost;
+                return TakeNext(event, std::move(lock));
             }
             if (drain_waiters_ != 0) drained_.notify_all();
         }
@@ -184,23 +194,38 @@ bool EventQueue::MustRing() {
            lingering_.exchange(false, std::memory_order_relaxed);
 }
 
-bool EventQueue::TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed) {
+// A slot may be filled anew once the head has moved on, so that its texts are unpacked before.
+// Those of a large event leave it with their block: unpacking them keeps nobody waiting.
+EventQueue::Taken EventQueue::TakeNext(zvEventNormalizedEvent& event,
+                                       std::unique_lock<std::mutex> lock) {
     PackedEvent& slot = ring_.AtHead();
-    bool unpacked = true;
-    try {
-        AssignEvent(slot.View(), event);
-    } catch (const std::exception&) {
-        unpacked = false;
-    }
-    if (slot.own_bytes() > kKeptBlockBytes ||
-        (slot.own_bytes() != 0 &&
-         own_block_bytes_.load(std::memory_order_relaxed) > kKeptBlocksBytes)) {
-        own_block_bytes_.fetch_sub(slot.own_bytes(), std::memory_order_relaxed);
-        freed = slot.Release();
-    }
+    const EventView view = slot.View();
+    const bool texts_leave = slot.TextsInOwnBlock();
+    const PackedEvent::Block block = LargeBlockOf(slot);
     in_flight_ = true;
-    ring_.Advance();
-    return unpacked;
+    bool unpacked = false;
+    if (block != nullptr && texts_leave) {
+        ring_.Advance();
+        lock.unlock();
+        unpacked = Unpack(view, event);
+    } else {
+        unpacked = Unpack(view, event);
+        ring_.Advance();
+        lock.unlock();
+    }
+    return unpacked ? Taken::kEvent : Taken::kLost;
+}
+
+// Takes the slot's own block from it unless it may keep that one.
+PackedEvent::Block EventQueue::LargeBlockOf(PackedEvent& slot) {
+    const std::size_t bytes = slot.own_bytes();
+    if (bytes == 0) return nullptr;
+    if (bytes <= kKeptBlockBytes &&
+        own_block_bytes_.load(std::memory_order_relaxed) <= kKeptBlocksBytes) {
+        return nullptr;
+    }
+    own_block_bytes_.fetch_sub(bytes, std::memory_order_relaxed);
+    return slot.Release();
 }
 
 // Nothing is queued: linger or sleep. Returns false when the worker is to end.

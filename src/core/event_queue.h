@@ -85,7 +85,10 @@ private:
     bool EvictOldestDebugOrInfo();  // takes take_mutex_
     bool MustRing();
 
-    bool TakeNext(zvEventNormalizedEvent& event, PackedEvent::Block& freed);  // under take_mutex_
+    // Under take_mutex_, which they are given:
+    Taken TakeNext(zvEventNormalizedEvent& event, std::unique_lock<std::mutex> lock);
+    PackedEvent::Block LargeBlockOf(PackedEvent& slot);
+
     bool Rest();
 
     EventRing ring_;  // its filling side under producers_mutex_, its taking side under take_mutex_

@@ -31,15 +31,20 @@ public:
         return text_bytes <= kInlineBytes || text_bytes <= own_bytes_;
     }
 
-    // Gives the slot a block of its own of `bytes` bytes; the former one is returned so that the
-    // caller can free it outside its lock.
-    Block Adopt(Block block, std::size_t bytes);
+    // A block with all texts of an event, TextBytes of them.
+    static Block BlockOf(const EventView& event, std::size_t text_bytes);
 
     // Copies the event in. HasRoom must hold for its texts.
     void Pack(const EventView& event) noexcept;
 
-    // The packed event; the texts are valid until the next Pack or Release.
+    // The same for more than kInlineBytes of texts that are copied already: `texts` is their block.
+    // The former block is returned so that the caller can free it outside its lock.
+    Block Pack(const EventView& event, Block texts, std::size_t text_bytes) noexcept;
+
+    // The packed event; the texts are valid until the next Pack or, when they lie in the block of
+    // its own, as long as that.
     EventView View() const noexcept;
+    bool TextsInOwnBlock() const { return ends_.back() > kInlineBytes; }
 
     std::uint32_t severity() const { return numbers_.severity; }
 
@@ -50,6 +55,8 @@ public:
     Block Release();
 
 private:
+    void PackNumbers(const EventView& event) noexcept;
+
     EventNumbers numbers_;
     std::array<std::uint32_t, kEventTextCount> ends_{};  // of each text, from the first's start
     std::uint32_t own_bytes_ = 0;
