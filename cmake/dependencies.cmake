@@ -15,14 +15,44 @@ if(NOT pugixml_FOUND)
   add_library(pugixml::pugixml ALIAS zvevent_pugixml)
 endif()
 
-# The HTTP client: Windows has its own. 7.87 is the first libcurl that does not wait for a name server
-# beyond the request's time-out.
-add_library(zvevent_http INTERFACE)
+# The HTTP client on both systems. 7.87 is the first libcurl that does not wait for a name server
+# beyond the request's time-out. Where it is compiled here it goes into the DLL, with Windows' own TLS
+# and without all that the library does not use.
+function(zvevent_compile_curl source)
+  set(BUILD_CURL_EXE OFF)
+  set(BUILD_SHARED_LIBS OFF)
+  set(BUILD_TESTING OFF)
+  set(CURL_ENABLE_EXPORT_TARGET OFF)
+  set(PICKY_COMPILER OFF)
+  set(CMAKE_C_EXTENSIONS ON)
+  set(HTTP_ONLY ON)
+  set(CURL_USE_SCHANNEL ON)
+  set(ENABLE_UNICODE ON)  # file names are UTF-8
+  set(CURL_WINDOWS_SSPI ON)
+  foreach(unused ZLIB BROTLI ZSTD USE_LIBPSL USE_LIBSSH2)
+    set(CURL_${unused} OFF)
+  endforeach()
+  set(USE_LIBIDN2 OFF)
+  set(ENABLE_UNIX_SOCKETS OFF)
+  foreach(unused ALTSVC COOKIES CRYPTO_AUTH DOH GETOPTIONS HSTS HTTP_AUTH MIME NETRC NTLM PARSEDATE
+                 PROGRESS_METER PROXY SOCKETPAIR VERBOSE_STRINGS)
+    set(CURL_DISABLE_${unused} ON)
+  endforeach()
+  add_subdirectory("${source}" "${CMAKE_BINARY_DIR}/curl" EXCLUDE_FROM_ALL)
+endfunction()
+
 if(WIN32)
-  target_link_libraries(zvevent_http INTERFACE winhttp)
+  find_package(CURL 7.87 QUIET)
+  set(ZVEVENT_CURL_SOURCE "${PROJECT_SOURCE_DIR}/build/deps/curl"
+      CACHE PATH "libcurl's source, compiled in where no package of it is found")
+  if(NOT CURL_FOUND)
+    if(NOT EXISTS "${ZVEVENT_CURL_SOURCE}/lib/easy.c")
+      message(FATAL_ERROR "libcurl not found: run ./dev once, or set ZVEVENT_CURL_SOURCE")
+    endif()
+    zvevent_compile_curl("${ZVEVENT_CURL_SOURCE}")
+  endif()
 else()
   find_package(CURL 7.87 REQUIRED)
-  target_link_libraries(zvevent_http INTERFACE CURL::libcurl ${CMAKE_DL_LIBS})
 endif()
 
 # GoogleTest is compiled with the project's own flags (sanitizers, cross compiler) where its source

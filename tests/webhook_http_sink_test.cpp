@@ -75,7 +75,11 @@ TEST_F(WebhookHttpSink, SendsItsHeaderLinesInOrder) {
     const std::string common =
         "Content-Type: application/json; charset=utf-8|Accept: application/json|"
         "User-Agent: zvEvent/1.0|X-zvEvent-TLS-Verify: ";
-    EXPECT_EQ(Sent().headers, common + "1|X-zvEvent-Connect-Timeout-Ms: 2000");
+    webhook_.ca_file = "/etc/our ca.pem";
+    EXPECT_EQ(Sent().headers, common +
+                                  "1|X-zvEvent-Connect-Timeout-Ms: 2000|"
+                                  "X-zvEvent-CA-File: /etc/our ca.pem");
+    webhook_.ca_file = "";
     webhook_.connect_timeout_ms = 0;
     webhook_.tls_verify = false;
     config_.cloudevents_http.auth_header = " X-Other: a|b \r\n";

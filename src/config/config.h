@@ -91,6 +91,7 @@ struct zvEventSinkConfig {
         std::uint32_t connect_timeout_ms = 2000;
         std::uint32_t request_timeout_ms = kDefaultRequestTimeoutMs;
         bool tls_verify = true;
+        std::string ca_file;  // PEM; trusted in place of the system's store; empty: that
         std::uint32_t retry_count = 0;
         std::uint32_t backoff_ms = kDefaultBackoffMs;
         std::string cloudevents_source = "/zvEvent";

@@ -90,6 +90,7 @@ void VisitWebhookHttp(Webhook& webhook, Visit&& visit) {
     visit("connect_timeout_ms", webhook.connect_timeout_ms);
     visit("request_timeout_ms", webhook.request_timeout_ms);
     visit("tls_verify", webhook.tls_verify);
+    visit("ca_file", webhook.ca_file);
     visit("retry_count", webhook.retry_count);
     visit("backoff_ms", webhook.backoff_ms);
     visit("cloudevents_source", webhook.cloudevents_source);

@@ -69,6 +69,7 @@ std::string HeaderLines(const zvEventSinkConfig& config, bool cloud_events) {
         AppendLine(lines, "X-zvEvent-Connect-Timeout-Ms: ", {});
         zvevent::AppendDecimal(lines, webhook.connect_timeout_ms);
     }
+    if (!webhook.ca_file.empty()) AppendLine(lines, "X-zvEvent-CA-File: ", webhook.ca_file);
     AppendConfiguredLines(lines,
                           zvevent::OrElse(webhook.headers, config.cloudevents_http.auth_header));
     if (!webhook.bearer_token.empty()) {

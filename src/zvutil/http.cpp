@@ -1,4 +1,4 @@
-#include "zvutil/http_exchange.h"
+#include "zvutil/http_client.h"
 #include "zvutil/zvutil.h"
 
 #include <cstdlib>

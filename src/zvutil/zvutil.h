@@ -49,14 +49,18 @@ std::uint32_t zvOSFileReplace(const char* path, const void* bytes, std::uint64_t
 // `method`: upper-case letters, such as "POST".
 // `headers`: header lines "Name: value" joined by the single byte 0xA7, or null. They are sent in
 // this order (a Host line may go first) as they stand but for white space around them, also those
-// with an empty value, and beside them only what the transport needs: Host, Content-Length, on
-// Windows Connection. A line without a name and a colon is passed over, and so are Content-Length
-// and Transfer-Encoding, as they are the transport's own. Any control character but a tab fails the
-// request before anything is sent. Windows may recode bytes beyond ASCII. Two lines, their names in
-// any letter case, are settings; they are not sent, and of each the first holds:
+// with an empty value, and beside them only what the transport needs: Host and Content-Length. A
+// line without a name and a colon is passed over, and so are Content-Length and Transfer-Encoding,
+// as they are the transport's own. Any control character but a tab fails the request before
+// anything is sent. Three lines, their names in any letter case, are settings; they are not sent,
+// and of each the first holds:
 //   X-zvEvent-TLS-Verify: 0
 //       The server's certificate is not looked at. With any other value, and without this line, its
-//       chain is verified with the system's trust store, and the name of the host.
+//       chain is verified with the system's trust store, and the name of the host. Whether the
+//       certificate was revoked is not asked.
+//   X-zvEvent-CA-File: <path>
+//       A PEM file of certificates that are trusted in place of the system's store. When it cannot
+//       be read, requests over https fail. An empty path stands for the system's store.
 //   X-zvEvent-Connect-Timeout-Ms: <number>
 //       For name, connection and TLS handshake. With 0, no number or without this line only the
 //       time-out of the whole exchange holds.
@@ -70,7 +74,7 @@ std::uint32_t zvOSFileReplace(const char* path, const void* bytes, std::uint64_t
 // whichever thread comes next to the same server. When the server has closed a kept one without an
 // answer, the request is sent once more on a new one. A forked child starts with none of them.
 // Raises no signals. On Linux the environment variable SSL_CERT_FILE, read once, names a file of
-// trusted certificates to be used in place of the system's file.
+// trusted certificates to be used in place of the system's file; on Windows no variable does.
 std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* headers,
                               const void* body, std::uint32_t body_length, void** response,
                               std::uint32_t* response_length, std::uint32_t timeout_ms) noexcept;

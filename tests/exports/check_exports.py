@@ -25,7 +25,8 @@ EXPORTS = [
     "zvEventSubmitSimple",
     "zvEventUnregisterCallback",
 ]
-SYSTEM_DLLS = {"KERNEL32.DLL", "ADVAPI32.DLL", "MSVCRT.DLL", "WS2_32.DLL", "WINHTTP.DLL"}
+SYSTEM_DLLS = {"KERNEL32.DLL", "ADVAPI32.DLL", "BCRYPT.DLL", "CRYPT32.DLL", "MSVCRT.DLL",
+               "WS2_32.DLL"}
 LOADING = {"HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"}
 
 

@@ -1,25 +1,17 @@
-// HTTP requests through libcurl. Each request borrows one of a few easy handles, which keep their
-// connections between requests. No global here has a destructor, as requests may be under way when
-// the process ends.
+// Each request borrows one of a few easy handles, which keep their connections between requests. No
+// global here has a destructor, as requests may be under way when the process ends.
+#include "zvutil/http_client.h"
+
 #include <curl/curl.h>
-#include <dlfcn.h>
-#include <pthread.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "platform/linux/signals_held.h"
-#include "zvutil/http_exchange.h"
+#include "zvutil/http_process.h"
 
 namespace zvevent {
 namespace {
@@ -50,46 +42,18 @@ void ReturnClient(CURL* client) {
     curl_easy_cleanup(client);
 }
 
-// The connections are the parent's: closing them in the child would end its TLS sessions, so the
-// child forgets them.
-void ForgetClientsInChild() {
+// In a forked child: closing the parent's connections would end its TLS sessions.
+void ForgetClients() {
     for (std::atomic<CURL*>& slot : idle_clients) {
         slot.store(nullptr, std::memory_order_relaxed);
     }
 }
 
-// OpenSSL would take itself down in an exit handler, which runs before earlier ones that still send
-// and beside threads that do. libcurl may have been built with another TLS library: then there is
-// no such function.
-void KeepTlsUntilTheEnd() {
-    constexpr std::uint64_t kNoExitHandler = 0x00080000;  // OPENSSL_INIT_NO_ATEXIT
-    using InitCrypto = int (*)(std::uint64_t options, const void* settings);
-    void* const symbol = dlsym(RTLD_DEFAULT, "OPENSSL_init_crypto");
-    if (symbol != nullptr) reinterpret_cast<InitCrypto>(symbol)(kNoExitHandler, nullptr);
-}
-
-// libcurl, started by the first request and never ended.
-struct Curl {
-    bool started;
-    const char* trusted_certificates;  // null: the system's
-};
-
-const Curl& StartedCurl() {
-    static const Curl curl = [] {
-        KeepTlsUntilTheEnd();
-        pthread_atfork(nullptr, nullptr, ForgetClientsInChild);
-        const char* const file = secure_getenv("SSL_CERT_FILE");
-        return Curl{
-            .started = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK,
-            .trusted_certificates = file != nullptr && *file != '\0' ? strdup(file) : nullptr};
-    }();
-    return curl;
-}
-
-// Connections end with exec. Two local sockets by which libcurl wakes itself, a pair a handle, do
-// not: it gives no access to them.
+// On Linux two local sockets by which libcurl wakes itself, a pair a handle, are inherited all the
+// same: it gives no access to them.
 curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) {
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    return static_cast<curl_socket_t>(
+        OpenHttpSocket(address->family, address->socktype, address->protocol));
 }
 
 std::size_t Receive(char* bytes, std::size_t, std::size_t count, void* response) {
@@ -141,6 +105,10 @@ bool FillHeaders(const HttpRequest& request, HeaderList& list) {
     return true;
 }
 
+constexpr bool IsSuccess(long status) {
+    return status >= 200 && status <= 299;
+}
+
 // One borrowed handle and what is set on it.
 class Transfer {
 public:
@@ -159,12 +127,22 @@ public:
         Set(CURLOPT_MAXCONNECTS, kConnectionsPerClient);
         Set(CURLOPT_OPENSOCKETFUNCTION, OpenSocket);
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
-        Set(CURLOPT_PROXY, "");
-        Set(CURLOPT_NOPROXY, "*");
+        SetIfKnown(CURLOPT_PROXY, "");
+        SetIfKnown(CURLOPT_NOPROXY, "*");
+    }
+
+    void SetTls(const HttpRequest& request) {
         Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
         Set(CURLOPT_SSL_VERIFYPEER, request.verify_tls ? 1L : 0L);
         Set(CURLOPT_SSL_VERIFYHOST, request.verify_tls ? 2L : 0L);
-        if (const char* file = StartedCurl().trusted_certificates) Set(CURLOPT_CAINFO, file);
+        // Asking for revocation lists would take its own time, whatever the request's time-out.
+        Set(CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_NO_REVOKE));
+        if (!request.ca_file.empty()) {
+            Set(CURLOPT_CAINFO, request.ca_file.c_str());
+            SetIfKnown(CURLOPT_CAPATH, nullptr);  // the system's folder, which would be trusted too
+        } else if (const char* file = TrustedCertificatesOfProcess()) {
+            Set(CURLOPT_CAINFO, file);
+        }
     }
 
     void SetRequest(const HttpRequest& request, const HeaderList& headers) {
@@ -194,18 +172,23 @@ public:
         Set(CURLOPT_WRITEFUNCTION, Receive);
         Set(CURLOPT_WRITEDATA, &response);
         if (result_ != CURLE_OK) return false;
-        const SignalsHeld held({SIGPIPE});
         result_ = curl_easy_perform(client_);
         const bool ended_here = result_ == CURLE_WRITE_ERROR && response.Truncated();
         long status = 0;
         curl_easy_getinfo(client_, CURLINFO_RESPONSE_CODE, &status);
-        return (result_ == CURLE_OK || ended_here) && header_ended && IsHttpSuccess(status);
+        return (result_ == CURLE_OK || ended_here) && header_ended && IsSuccess(status);
     }
 
 private:
     template <typename Value>
     void Set(CURLoption option, Value value) {
         if (result_ == CURLE_OK) result_ = curl_easy_setopt(client_, option, value);
+    }
+
+    // For what a libcurl that lacks the feature does not know.
+    void SetIfKnown(CURLoption option, const char* value) {
+        Set(option, value);
+        if (result_ == CURLE_UNKNOWN_OPTION || result_ == CURLE_NOT_BUILT_IN) result_ = CURLE_OK;
     }
 
     static long Milliseconds(std::uint32_t ms) {  // libcurl takes no more than an int
@@ -216,17 +199,30 @@ private:
     CURLcode result_ = CURLE_OK;
 };
 
-}  // namespace
-
-bool RunHttpExchange(const HttpRequest& request, HttpResponse& response) {
-    HeaderList headers;
-    if (!FillHeaders(request, headers) || !StartedCurl().started) return false;
+bool RunTransfer(const HttpRequest& request, const HeaderList& headers, HttpResponse& response) {
     CURL* const client = TakeClient();
     if (client == nullptr) return false;
     Transfer transfer(client);
     transfer.SetTransport(request);
+    transfer.SetTls(request);
     transfer.SetRequest(request, headers);
     return transfer.Run(response);
+}
+
+}  // namespace
+
+bool StartHttpClient() {
+    return StartHttpInProcess([] { return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK; },
+                              ForgetClients);
+}
+
+bool RunHttpExchange(const HttpRequest& request, HttpResponse& response) {
+    HeaderList headers;
+    if (!StartHttpClient() || !FillHeaders(request, headers)) return false;
+    bool good = false;
+    // Also while a handle is given back, which may close connections.
+    WithConnectionSignalsHeld([&] { good = RunTransfer(request, headers, response); });
+    return good;
 }
 
 }  // namespace zvevent

@@ -1,10 +1,9 @@
-#include "zvutil/http_exchange.h"
+#include "zvutil/http_request.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
-#include <cstdlib>
-#include <cstring>
-#include <optional>
+#include <cstddef>
 
 #include "base/ascii.h"
 
@@ -50,6 +49,24 @@ std::uint32_t NumberOrZero(std::string_view digits) {
     return error == std::errc() && rest == end ? number : 0;
 }
 
+// Settings of the request that travel as header lines; of two lines for one the first holds.
+struct Setting {
+    std::string_view name;
+    void (*apply)(HttpRequest& request, std::string_view value);
+};
+
+constexpr std::array kSettings = {
+    Setting{
+        "X-zvEvent-TLS-Verify",
+        [](HttpRequest& request, std::string_view value) { request.verify_tls = value != "0"; }},
+    Setting{"X-zvEvent-Connect-Timeout-Ms",
+            [](HttpRequest& request, std::string_view value) {
+                request.connect_timeout_ms = NumberOrZero(value);
+            }},
+    Setting{"X-zvEvent-CA-File",
+            [](HttpRequest& request, std::string_view value) { request.ca_file = value; }},
+};
+
 // Where each line of the header text goes.
 class HeaderSorter {
 public:
@@ -58,24 +75,26 @@ public:
     void Add(std::string_view untrimmed) {
         const std::string_view line = TrimmedBlanks(untrimmed);
         const std::string_view name = HttpHeaderName(line);
-        if (name.empty()) return;
-        const std::string_view value = TrimmedBlanks(line.substr(line.find(':') + 1));
-        if (SameHttpHeader(name, "X-zvEvent-TLS-Verify")) {
-            if (!verify_given_) request_.verify_tls = value != "0";
-            verify_given_ = true;
-        } else if (SameHttpHeader(name, "X-zvEvent-Connect-Timeout-Ms")) {
-            if (!connect_given_) request_.connect_timeout_ms = NumberOrZero(value);
-            connect_given_ = true;
-        } else if (!SameHttpHeader(name, "Content-Length") &&
-                   !SameHttpHeader(name, "Transfer-Encoding")) {
-            request_.headers.push_back(line);
+        if (name.empty() || Apply(name, TrimmedBlanks(line.substr(line.find(':') + 1)))) return;
+        if (SameHttpHeader(name, "Content-Length") || SameHttpHeader(name, "Transfer-Encoding")) {
+            return;
         }
+        request_.headers.push_back(line);
     }
 
 private:
+    // False when the line is no setting.
+    bool Apply(std::string_view name, std::string_view value) {
+        for (std::size_t i = 0; i < kSettings.size(); ++i) {
+            if (!SameHttpHeader(name, kSettings[i].name)) continue;
+            if (!given_[i]) kSettings[i].apply(request_, value);
+            return given_[i] = true;
+        }
+        return false;
+    }
+
     HttpRequest& request_;
-    bool verify_given_ = false;
-    bool connect_given_ = false;
+    std::array<bool, kSettings.size()> given_{};
 };
 
 }  // namespace
@@ -100,39 +119,6 @@ std::string_view HttpHeaderName(std::string_view line) {
 
 bool SameHttpHeader(std::string_view a, std::string_view b) {
     return EqualIgnoringCase(a, b);
-}
-
-HttpResponse::~HttpResponse() {
-    std::free(bytes_);
-}
-
-bool HttpResponse::Append(const void* bytes, std::size_t count) {
-    const std::size_t fitting = std::min(count, kMaxBytes - size_);
-    if (!Reserve(size_ + fitting)) return false;
-    if (fitting != 0) std::memcpy(bytes_ + size_, bytes, fitting);
-    size_ += fitting;
-    truncated_ = fitting < count;
-    return !truncated_;
-}
-
-// One byte more than counted, for the 0 after the last one.
-bool HttpResponse::Reserve(std::size_t count) {
-    if (count < capacity_) return true;
-    const std::size_t capacity = std::max<std::size_t>({count + 1, 2 * capacity_, 1024});
-    void* const grown = std::realloc(bytes_, capacity);
-    if (grown == nullptr) return false;
-    bytes_ = static_cast<char*>(grown);
-    capacity_ = capacity;
-    return true;
-}
-
-void HttpResponse::HandOver(void** bytes, std::uint32_t* count) {
-    if (size_ == 0 || bytes == nullptr) return;
-    bytes_[size_] = 0;
-    *bytes = bytes_;
-    if (count != nullptr) *count = static_cast<std::uint32_t>(size_);
-    bytes_ = nullptr;
-    size_ = capacity_ = 0;
 }
 
 }  // namespace zvevent

@@ -1,0 +1,169 @@
+"""What the HTTP client sends, and what it makes of the answers of a scripted server.
+
+    run_http.py COMMAND...
+"""
+import socket
+import sys
+import threading
+
+from client import Client
+
+OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
+LATE_MS = 15000  # well below the time-outs that must not count, and long on a busy machine
+
+
+class Server:
+    """Plays `script(connection, requests)` on every connection. Iterating over the requests reads
+    them; they are remembered as their head's lines and their body."""
+
+    def __init__(self, script):
+        self.listener = socket.create_server(("127.0.0.1", 0), backlog=64)
+        self.script, self.requests, self.connections = script, [], 0
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def url(self, path="/", scheme="http"):
+        return f"{scheme}://127.0.0.1:{self.listener.getsockname()[1]}{path}"
+
+    def accept(self):
+        while True:
+            connection, _ = self.listener.accept()
+            self.connections += 1
+            threading.Thread(target=self.play, args=(connection,), daemon=True).start()
+
+    def play(self, connection):
+        with connection:
+            try:
+                self.script(connection, self.read(connection.makefile("rb")))
+            except OSError:
+                pass
+
+    def read(self, stream):
+        while head := b"".join(iter(stream.readline, b"\r\n")).decode("latin-1").splitlines():
+            length = [line for line in head if line.startswith("Content-Length: ")]
+            self.requests.append((head, stream.read(int(length[0][16:]) if length else 0)))
+            yield
+
+
+def answering(answer, once=False):
+    def script(connection, requests):
+        for _ in requests:
+            connection.sendall(answer)
+            if once:
+                return
+    return script
+
+
+def silent(connection, _):
+    while connection.recv(65536):
+        pass
+
+
+def dripping(start):
+    def script(connection, _):
+        connection.settimeout(0.02)
+        connection.sendall(start)
+        while True:
+            try:
+                if not connection.recv(65536):
+                    return
+            except TimeoutError:
+                connection.sendall(b"x")
+    return script
+
+
+def endless(status):
+    def script(connection, requests):
+        next(requests)
+        connection.sendall(b"HTTP/1.1 " + status + b"\r\n\r\n")
+        while True:
+            connection.sendall(b"x" * 65536)
+    return script
+
+
+client = Client(sys.argv[1:])
+
+# The status decides, and that the answer came whole.
+for answer, good, body in (
+        ("200 OK\r\nContent-Length: 2\r\n\r\nok", 1, b"ok"),
+        ("204 No Content\r\n\r\n", 1, b""),
+        ("299 x\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX-T: 1\r\n\r\n", 1, b"ok"),
+        ("200 OK\r\nConnection: close\r\n\r\nrest", 1, b"rest"),
+        ("100 Continue\r\n\r\nHTTP/1.1 103 x\r\nLink: </>\r\n\r\nHTTP/1.1 200 OK\r\n\r\nok", 1,
+         b"ok"),
+        ("302 x\r\nLocation: /elsewhere\r\nContent-Length: 0\r\n\r\n", 0, b""),
+        ("307 x\r\nLocation: /elsewhere\r\nContent-Length: 0\r\n\r\n", 0, b""),
+        ("401 x\r\nWWW-Authenticate: Basic\r\nContent-Length: 0\r\n\r\n", 0, b""),
+        ("404 x\r\nContent-Length: 4\r\n\r\nnone", 0, b"none"),
+        ("200 OK\r\nContent-Length: 9\r\n\r\nhalf", 0, b"half"),
+        ("200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nhalf", 0, b"half"),
+        ("200 OK\r\nContent-Le", 0, b""),
+        ("garbage\r\n\r\n", 0, b"")):
+    server = Server(answering(b"HTTP/1.1 " + answer.encode(), once=True))
+    got = client.send(server.url("/path?q=1"))
+    assert (got[0], got[2]) == (good, body), (answer, got)
+    assert {head[0] for head, _ in server.requests} == {"POST /path?q=1 HTTP/1.1"}, answer
+
+# The given lines go out and no others, whatever the body.
+server = Server(answering(OK))
+for headers, lines in (
+        ([], []),
+        (["Content-Type: application/json; charset=utf-8", "User-Agent: zvEvent/1.0",
+          "X-zvEvent-TLS-Verify: 0", "X-zvEvent-Connect-Timeout-Ms: 250", "X-zvEvent-CA-File: x",
+          "X-Empty:", "Authorization: Bearer a", "Authorization: Basic Yg=="],
+         ["Content-Type: application/json; charset=utf-8", "User-Agent: zvEvent/1.0", "X-Empty:",
+          "Authorization: Bearer a", "Authorization: Basic Yg=="]),
+        (["Z: 1", "", " A: b:c; ", "no header", ": no name", "content-length: 9",
+          "Transfer-Encoding: x", "Z: 2", ""], ["Z: 1", "A: b:c;", "Z: 2"])):
+    for body in b"{\0\xa7}", b"x" * (2 << 20):
+        assert client.send(server.url(), headers, body)[0], headers
+        head, received = server.requests[-1]
+        own = ("Host: ", "Content-Length: ")
+        assert [line.rstrip() for line in head[1:] if not line.startswith(own)] == lines, head
+        assert received == body
+
+# Nothing that could be read otherwise is sent.
+server = Server(answering(OK))
+for job in [{"headers": [line]} for line in ("A: b\rC: d", "A: b\nC: d", "A: b\x01")] + [
+        {"url": url} for url in ("", "http://", "ftp" + server.url()[4:], "file:///etc/passwd",
+                                 server.url("/a b"), server.url("/\r\nA: b"),
+                                 server.url().replace("127", "user:word@127"))] + [
+        {"method": "GET / HTTP/1.1\r\nA:"}]:
+    assert not client.send(**{"url": server.url(), **job})[0], job
+assert server.connections == 0 and client.send("HTTP" + server.url()[4:])[0]
+
+# Times: of the whole exchange, and of the connection with its TLS handshake. Of two lines for one
+# setting the first holds.
+connect = "X-zvEvent-Connect-Timeout-Ms: "
+for scheme, headers, timeout, script in (
+        ("http", [], 400, silent),
+        ("http", [], 400, dripping(b"HTTP/1.1 200 OK\r\nX: ")),
+        ("http", [], 400, dripping(b"HTTP/1.1 200 OK\r\n\r\n")),
+        ("https", [connect + "400", connect + "60000"], 60000, silent)):
+    good, ms, _ = client.send(Server(script).url(scheme=scheme), headers, timeout=timeout)
+    assert not good and 380 <= ms < LATE_MS, (scheme, ms)
+
+# An endless answer is cut.
+for status, good in ((b"200 OK", 1), (b"500 x", 0)):
+    got = client.send(Server(endless(status)).url())
+    assert (got[0], got[2]) == (good, b"x" * (1 << 20)), (status, got[0], len(got[2]))
+
+# Connections are kept, and closed ones replaced.
+keeping, closing = Server(answering(OK)), Server(answering(OK, once=True))
+for _ in range(20):
+    assert client.send(keeping.url())[0] and client.send(closing.url())[0]
+assert keeping.connections == 1 and len(closing.requests) == 20
+
+# What fails leaves nothing behind and raises no signal, a body without a reader least of all.
+failing = Server(answering(b"HTTP/1.1 500 x\r\nContent-Length: 9\r\n\r\n", once=True))
+hanging_up = Server(lambda connection, requests: None)
+refusing = socket.create_server(("127.0.0.1", 0))
+refused = f"http://127.0.0.1:{refusing.getsockname()[1]}/"
+refusing.close()
+before = 0
+for _ in range(100):
+    for url in failing.url(), hanging_up.url(scheme="https"), hanging_up.url(), refused:
+        assert not client.send(url, ["X-zvEvent-TLS-Verify: 0", connect + "50"],
+                               b"x" * (1 << 18))[0]
+    before = before or client.descriptors()
+assert client.descriptors() <= before + 2, (client.descriptors(), before)
+assert client.end() == ""
