@@ -28,7 +28,7 @@
  *     from DllMain, and returns one of the result codes below.
  *   - It never lets an exception escape and installs no signal handler. It prints nothing but this:
  *     an event that the system's own log does not take goes to the standard error (on Windows to
- * the debugger output). That output is on by default; "enabled" 0 in its section of the
+ *     the debugger output). That output is on by default; "enabled" 0 in its section of the
  *     configuration, sink\native\main, switches it off.
  *   - Unless its comment says otherwise it sets the calling thread's last-error text: empty on
  *     success, a sentence on failure (see zvEventGetLastError). Other threads' texts never change.

@@ -8,9 +8,11 @@ namespace zvevent {
 
 // `line` ends with a line feed.
 //
-// On POSIX only what was the standard error when the library was loaded is written to: once the
-// process has closed it, or has put another file in its place, lines are dropped, since that file
-// may be anything. A reader that has stopped reading loses lines instead of holding the worker.
+// On Linux it goes to whatever is the standard error at that moment, if that is meant for lines: a
+// terminal or another character device, a pipe, a local socket, or a file that is open for writing
+// only. Anything else that has taken the number, such as a network connection or a file that can be
+// read as well, is left alone. A reader that has stopped reading loses lines instead of holding the
+// worker.
 void WriteDebugOutput(const std::string& line) noexcept;
 
 }  // namespace zvevent

@@ -91,7 +91,7 @@ def lines(events):
 
 
 def emit(directory, config_text, events):
-    """Submits `events` and waits for the end."""
+    """Submits `events`, waits for the end and returns what came on the standard error."""
     path = os.path.join(directory, "events.xml")
     with open(path, "w", encoding="utf-8") as file:
         file.write(config_text)
@@ -99,4 +99,6 @@ def emit(directory, config_text, events):
     command = shlex.split(os.environ["ZVEVENT_EMIT"])
     path = os.environ.get("ZVEVENT_PATH_PREFIX", "") + path
     done = subprocess.run(command + [path], input=lines(events), capture_output=True, timeout=120)
-    assert done.returncode == 0, done.stderr.decode(errors="replace")
+    errors = done.stderr.decode(errors="replace")
+    assert done.returncode == 0, errors
+    return errors

@@ -19,45 +19,38 @@ namespace {
 constexpr int kPatienceMs = 200;
 std::atomic<bool> reader_is_stuck{false};
 
-// Which file a descriptor stands for, as far as it can be a standard error.
-struct Identity {
-    bool usable = false;
-    dev_t device = 0;
-    ino_t node = 0;
-    dev_t special = 0;
-    int access = 0;
+// A standard error is handed on to the programs that the process starts; what the process opened
+// for itself, as a rule, is not.
+bool IsHandedOn(int descriptor) noexcept {
+    const int flags = fcntl(descriptor, F_GETFD);
+    return flags >= 0 && (flags & FD_CLOEXEC) == 0;
+}
 
-    bool operator==(const Identity&) const = default;
-};
-
-bool IsLocalSocket(int descriptor) {
+bool IsLocalSocket(int descriptor) noexcept {
     int domain = 0;
     socklen_t size = sizeof domain;
     return getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && domain == AF_UNIX;
 }
 
-Identity Identify(int descriptor) noexcept {
+// Whether what is behind the descriptor can be meant for lines to look at. Shells and loggers open
+// the target of a redirection for writing only; a file that can be read as well is data.
+bool TakesLines(int descriptor) noexcept {
     struct stat status;
     const int flags = fcntl(descriptor, F_GETFL);
-    if (flags < 0 || fstat(descriptor, &status) != 0) return {};
+    if (flags < 0 || fstat(descriptor, &status) != 0) return false;
     const int access = flags & O_ACCMODE;
-    bool usable = access != O_RDONLY;
-    // Shells open the target of a redirection for writing only; a file that can be read as well is
-    // data of the program's.
-    if (S_ISREG(status.st_mode)) usable = access == O_WRONLY;
-    if (S_ISSOCK(status.st_mode)) usable = IsLocalSocket(descriptor);
-    return {usable, status.st_dev, status.st_ino, status.st_rdev, access};
+    switch (status.st_mode & S_IFMT) {
+        case S_IFCHR:
+        case S_IFIFO:
+            return access != O_RDONLY;
+        case S_IFREG:
+            return access == O_WRONLY;
+        case S_IFSOCK:
+            return IsLocalSocket(descriptor);
+        default:
+            return false;
+    }
 }
-
-// What a program was started with was inherited, so it cannot be closed on execution.
-bool IsInherited(int descriptor) noexcept {
-    const int flags = fcntl(descriptor, F_GETFD);
-    return flags >= 0 && (flags & FD_CLOEXEC) == 0;
-}
-
-// Runs when the library is loaded: for a program linked with it before main, so that whatever has
-// this number then is what the program was started with.
-const Identity standard_error = IsInherited(STDERR_FILENO) ? Identify(STDERR_FILENO) : Identity{};
 
 // Writes without waiting longer than once: the system promises room for PIPE_BUF bytes when it
 // calls a pipe writable.
@@ -80,12 +73,13 @@ void WritePieces(int descriptor, std::string_view bytes) noexcept {
 }  // namespace
 
 void WriteDebugOutput(const std::string& line) noexcept {
-    if (!standard_error.usable || !IsInherited(STDERR_FILENO)) return;
-    // A descriptor of our own cannot become another file between the look and the write.
+    if (!IsHandedOn(STDERR_FILENO)) return;
+    // A descriptor of our own cannot become another file between the look and the write. Where the
+    // process has none left, the risk is taken.
     const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (copy < 0) return;
-    if (Identify(copy) == standard_error) WritePieces(copy, line);
-    close(copy);
+    const int descriptor = copy >= 0 ? copy : STDERR_FILENO;
+    if (TakesLines(descriptor)) WritePieces(descriptor, line);
+    if (copy >= 0) close(copy);
 }
 
 }  // namespace zvevent
