@@ -3,13 +3,13 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace zvevent {
 
 // `text`, or `absent` when it is empty.
-template <typename Text>
-constexpr const Text& OrElse(const Text& text, const Text& absent) {
-    return text.empty() ? absent : text;
+inline std::string OrElse(std::string_view text, std::string_view absent) {
+    return std::string(text.empty() ? absent : text);
 }
 
 // What one unusually large text leaves reserved in a buffer that is used again and again, at most.

@@ -103,13 +103,14 @@ struct zvEventSinkConfig {
         static constexpr std::uint32_t kDefaultPort = 162;
         static constexpr const char* kDefaultCommunity = "vamble";
         static constexpr const char* kDefaultVersion = "2c";
+        static constexpr const char* kDefaultEnterpriseOid = "1.3.6.1.4.1.32473.1.1";
         static constexpr const char* kDefaultTrapOid = "1.3.6.1.4.1.32473.1.1.0.1";
 
         std::string host = kDefaultHost;
         std::uint32_t port = kDefaultPort;
         std::string community = kDefaultCommunity;
         std::string version = kDefaultVersion;
-        std::string enterprise_oid = "1.3.6.1.4.1.32473.1.1";
+        std::string enterprise_oid = kDefaultEnterpriseOid;
         std::string trap_oid = kDefaultTrapOid;
     } snmp_trap;
 

@@ -9,7 +9,8 @@ zvEventAlertmanagerSink::zvEventAlertmanagerSink(const zvEventSinkConfig& config
     : zvEventSink(config),
       formatter_config_{config.alertmanager.send_resolved, config.alertmanager.allow_source_label,
                         zvevent::OrElse(config.alertmanager.alertname_prefix,
-                                        zvEventSinkConfig::Alertmanager().alertname_prefix)} {}
+                                        zvEventSinkConfig::Alertmanager::kDefaultAlertnamePrefix)} {
+}
 
 std::uint32_t zvEventAlertmanagerSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
     if (!Admits(event)) return ZVEVENT_OK;

@@ -5,14 +5,13 @@
 
 namespace {
 
-// What an empty text stands for.
-using Fresh = zvEventSinkConfig::Native;
+using Settings = zvEventSinkConfig::Native;
 
-zvevent::NativeLogSettings SettingsOf(const zvEventSinkConfig::Native& native) {
-    return {zvevent::OrElse<std::string>(native.source_name, "zvEvent"),
-            zvevent::OrElse(native.facility, Fresh().facility),
-            zvevent::OrElse(native.subsystem, Fresh().subsystem),
-            zvevent::OrElse(native.category, Fresh().category)};
+zvevent::NativeLogSettings SettingsOf(const Settings& native) {
+    return {zvevent::OrElse(native.source_name, Settings::kDefaultSourceName),
+            zvevent::OrElse(native.facility, Settings::kDefaultFacility),
+            zvevent::OrElse(native.subsystem, Settings::kDefaultSubsystem),
+            zvevent::OrElse(native.category, Settings::kDefaultCategory)};
 }
 
 }  // namespace

@@ -26,19 +26,19 @@ bool IsOneOf(const std::array<std::string_view, 3>& names, std::string_view text
     return std::find(names.begin(), names.end(), text) != names.end();
 }
 
-// What an empty text or a 0 stands for.
-using Fresh = zvEventSinkConfig::SnmpTrap;
+using Settings = zvEventSinkConfig::SnmpTrap;
 
 }  // namespace
 
 zvEventSnmpTrapSink::zvEventSnmpTrapSink(const zvEventSinkConfig& config)
     : zvEventSink(config),
-      version_(zvevent::LowerAscii(zvevent::OrElse(config.snmp_trap.version, Fresh().version))),
-      formatter_(zvevent::OrElse(config.snmp_trap.community, Fresh().community),
-                 zvevent::OrElse(config.snmp_trap.enterprise_oid, Fresh().enterprise_oid),
-                 zvevent::OrElse(config.snmp_trap.trap_oid, Fresh().trap_oid)),
-      sender_(kOwner, zvevent::OrElse(config.snmp_trap.host, Fresh().host),
-              config.snmp_trap.port != 0 ? config.snmp_trap.port : Fresh().port) {}
+      version_(zvevent::LowerAscii(
+          zvevent::OrElse(config.snmp_trap.version, Settings::kDefaultVersion))),
+      formatter_(zvevent::OrElse(config.snmp_trap.community, Settings::kDefaultCommunity),
+                 zvevent::OrElse(config.snmp_trap.enterprise_oid, Settings::kDefaultEnterpriseOid),
+                 zvevent::OrElse(config.snmp_trap.trap_oid, Settings::kDefaultTrapOid)),
+      sender_(kOwner, zvevent::OrElse(config.snmp_trap.host, Settings::kDefaultHost),
+              config.snmp_trap.port != 0 ? config.snmp_trap.port : Settings::kDefaultPort) {}
 
 std::uint32_t zvEventSnmpTrapSink::Open(std::string* error) {
     const std::scoped_lock lock(mutex_);

@@ -17,17 +17,20 @@ constexpr zvevent::UdpOwner kOwner = {
         },
 };
 
-constexpr std::uint32_t kDefaultPort = 514;
+using Settings = zvEventSinkConfig::SyslogUdp;
+
+// What a port of 0 stands for: the protocol's own.
+constexpr std::uint32_t kSyslogPort = 514;
 
 }  // namespace
 
 zvEventSyslogUdpSink::zvEventSyslogUdpSink(const zvEventSinkConfig& config)
     : zvEventSink(config),
       origin_(zvevent::SyslogFacility(config.syslog_udp.facility), zvevent::HostName(),
-              zvevent::OrElse<std::string>(config.syslog_udp.app_name, "zvEvent"),
+              zvevent::OrElse(config.syslog_udp.app_name, Settings::kDefaultAppName),
               std::to_string(zvevent::ProcessId())),
-      sender_(kOwner, zvevent::OrElse<std::string>(config.syslog_udp.host, "127.0.0.1"),
-              config.syslog_udp.port != 0 ? config.syslog_udp.port : kDefaultPort) {}
+      sender_(kOwner, zvevent::OrElse(config.syslog_udp.host, Settings::kDefaultHost),
+              config.syslog_udp.port != 0 ? config.syslog_udp.port : kSyslogPort) {}
 
 std::uint32_t zvEventSyslogUdpSink::Open(std::string* error) {
     const std::scoped_lock lock(mutex_);

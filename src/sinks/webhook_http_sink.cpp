@@ -12,8 +12,7 @@
 
 namespace {
 
-constexpr std::uint32_t kDefaultTimeoutMs = 5000;
-constexpr std::uint32_t kDefaultBackoffMs = 250;
+using Settings = zvEventSinkConfig::WebhookHttp;
 
 // Between two header lines.
 constexpr char kLineEnd = '\xA7';
@@ -24,8 +23,8 @@ std::uint32_t FirstNonZero(std::uint32_t first, std::uint32_t second) {
 
 std::string PayloadMode(const zvEventSinkConfig& config) {
     if (config.kind == zvEventSinkKind::cloudevents_http) return "cloudevents";
-    if (config.webhook_http.payload_mode.empty()) return "native_json";
-    return zvevent::LowerAscii(config.webhook_http.payload_mode);
+    return zvevent::LowerAscii(
+        zvevent::OrElse(config.webhook_http.payload_mode, Settings::kDefaultPayloadMode));
 }
 
 bool IsCloudEvents(std::string_view mode) {
@@ -57,7 +56,7 @@ void AppendConfiguredLines(std::string& lines, std::string_view text) {
 
 // Settings of the request travel as header lines too.
 std::string HeaderLines(const zvEventSinkConfig& config, bool cloud_events) {
-    const zvEventSinkConfig::WebhookHttp& webhook = config.webhook_http;
+    const Settings& webhook = config.webhook_http;
     std::string lines;
     AppendLine(lines, "Content-Type: ",
                cloud_events ? "application/cloudevents+json; charset=utf-8"
@@ -99,10 +98,10 @@ zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
       sends_cloud_events_(IsCloudEvents(payload_mode_)),
       request_timeout_ms_(FirstNonZero(
           FirstNonZero(config.webhook_http.request_timeout_ms, config.cloudevents_http.timeout_ms),
-          kDefaultTimeoutMs)),
+          Settings::kDefaultRequestTimeoutMs)),
       retry_count_(config.webhook_http.retry_count),
       backoff_ms_(retry_count_ != 0
-                      ? FirstNonZero(config.webhook_http.backoff_ms, kDefaultBackoffMs)
+                      ? FirstNonZero(config.webhook_http.backoff_ms, Settings::kDefaultBackoffMs)
                       : config.webhook_http.backoff_ms),
       cloudevents_source_(
           zvevent::OrElse(config.webhook_http.cloudevents_source, config.cloudevents_http.source)),
