@@ -133,6 +133,19 @@ TEST_F(ConfigLoaderTest, ReadsInstancesInOrder) {
         << "a missing severity is info, whatever the core's";
 }
 
+// Linear: with twice the instances taking four times as long, this would not end in time.
+TEST_F(ConfigLoaderTest, CompletesManyInstances) {
+    constexpr std::size_t kCount = 20'000;
+    std::string instances;
+    for (std::size_t i = 0; i < kCount; ++i)
+        instances += "\n<key name=\"" + std::to_string(i) + "\"/>";
+    ASSERT_EQ(Load(ConfigText("", Key("sink", Key("csv", instances)))), ZVEVENT_OK) << error_;
+    ASSERT_EQ(config_.sinks.size(), kCount + 6);
+    EXPECT_EQ(config_.sinks[kCount - 1].name, std::to_string(kCount - 1));
+    const std::string text = directory_.Read("c.xml");
+    EXPECT_NE(text.find("<key name=\"19999\">\n<value name=\"enabled\">0</value>"), text.npos);
+}
+
 TEST_F(ConfigLoaderTest, FindsLateErrorsAtTheEnd) {
     const std::string bad =
         ConfigText("", Key("state", Value("send_clear", "maybe")) +
