@@ -194,8 +194,9 @@ ZVEVENT_API uint32_t zvEventInitialize(const char* config_path);
 ZVEVENT_API uint32_t zvEventShutdown(void);
 
 /*
- * Reads the configuration again and puts it into force without losing queued events or the state
- * of active alerts. The new outputs are opened first; if that fails, the old ones go on.
+ * Reads the configuration again and applies it. Queued events and active alerts stay; only where
+ * queue_size is now smaller than what is queued, the rest is dropped. The new outputs are opened
+ * first; if that fails, the old ones go on.
  *
  * config_path  file to read; NULL or "" means the one in force.
  *
@@ -224,10 +225,16 @@ ZVEVENT_API uint32_t zvEventFlush(uint32_t timeout_ms);
  *
  * record  the event; see zvEventRecord for the defaults of absent fields.
  *
- * Returns ZVEVENT_OK when the event was queued, and also when it is below the configured minimum
- * severity or the full queue dropped it by its policy; ZVEVENT_E_INVALID_ARGUMENT ("Invalid
- * ZVEvent": struct_size, version, message or severity are wrong); ZVEVENT_E_NOT_INITIALIZED;
- * ZVEVENT_E_FAILURE (out of memory).
+ * Returns ZVEVENT_OK; ZVEVENT_E_INVALID_ARGUMENT ("Invalid ZVEvent": struct_size, version, message
+ * or severity are wrong); ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE (out of memory).
+ *
+ * ZVEVENT_OK is returned for what is not delivered, too, when that is by intent or turns out later:
+ *   - the configuration's core\enabled is 0, or the event is below its minimum_severity;
+ *   - the queue is full, and its drop_policy drops this event or, later, makes room by it;
+ *   - a reload makes the queue smaller than what is queued, or a shutdown runs out of time;
+ *   - the event repeats an active alert too early, or clears or repeats one that is not active
+ *     (docs/alerts.md tells which are held back, and which go out with another action);
+ *   - it is below the minimum_severity of every output, or an output fails.
  *
  * Blocking: never waits for an output, a reload or a name look-up; one short lock.
  */
