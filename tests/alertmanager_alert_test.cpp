@@ -1,4 +1,4 @@
-// Alert documents, by the exported functions and by their parts.
+// Alert documents, by the exported functions, by their parts and in the output.
 #include "format/alertmanager_alert.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/last_error.h"
+#include "sinks/alertmanager_sink.h"
 #include "support/sample_event.h"
 #include "zvEvent/zvEventAlertmanager.h"
 
@@ -145,6 +146,30 @@ TEST(AlertmanagerAlert, FormatsRecordsAndRefusesBadOnes) {
     EXPECT_EQ(out, Document(event));
     EXPECT_EQ(LastErrorText(), "earlier");
     ClearLastErrorText();
+}
+
+TEST(AlertmanagerAlert, TheOutputKeepsTheLatestDocument) {
+    for (const Config& config : {Config{true, true, "ZvEvent"}, Config{false, false, "Mine"}}) {
+        zvEventSinkConfig entry;
+        entry.minimum_severity = zvEventSeverityWarning;
+        entry.alertmanager.send_resolved = config.send_resolved;
+        entry.alertmanager.allow_source_label = config.allow_source_label;
+        entry.alertmanager.alertname_prefix = config.send_resolved ? "" : config.alertname_prefix;
+        zvEventAlertmanagerSink sink(entry);
+        EXPECT_EQ(sink.LastPayload(), "");
+        auto event = test::SampleEvent();
+        for (const std::size_t length : {5u, 200'000u, 10u}) {
+            event.message.assign(length, 'x');
+            EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
+            EXPECT_EQ(sink.LastPayload(), Document(event, config));
+            event.action = "clear";
+        }
+        const std::string latest = sink.LastPayload();
+        event.severity = zvEventSeverityInfo;
+        event.action = "raise";
+        EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
+        EXPECT_EQ(sink.LastPayload(), latest);
+    }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Sockets of a test, bound to a free port of a numeric address. One thread.
+// A UDP socket of a test, bound to a free port of a numeric address. One thread.
 #pragma once
 
 #include <sockets.h>
@@ -8,23 +8,15 @@
 
 namespace zvevent::test {
 
-inline bool ReadableWithin(Socket socket, int ms) {
-    fd_set sockets;
-    FD_ZERO(&sockets);
-    FD_SET(socket, &sockets);
-    timeval wait{.tv_sec = ms / 1000, .tv_usec = ms % 1000 * 1000};
-    return ::select(static_cast<int>(socket) + 1, &sockets, nullptr, nullptr, &wait) > 0;
-}
-
-class BoundSocket {
+class UdpReceiver {
 public:
-    BoundSocket(const char* host, int type) {
+    explicit UdpReceiver(const char* host) {
         StartSockets();
         addrinfo hints{};
-        hints.ai_socktype = type;
+        hints.ai_socktype = SOCK_DGRAM;
         addrinfo* found = nullptr;
         if (::getaddrinfo(host, "0", &hints, &found) != 0) return;
-        socket_ = ::socket(found->ai_family, type, 0);
+        socket_ = ::socket(found->ai_family, SOCK_DGRAM, 0);
         sockaddr_storage bound{};
         auto size = static_cast<socklen_t>(sizeof bound);
         auto* const any = reinterpret_cast<sockaddr*>(&bound);
@@ -35,30 +27,27 @@ public:
         }
         ::freeaddrinfo(found);
     }
-    ~BoundSocket() { CloseSocket(socket_); }
-    BoundSocket(const BoundSocket&) = delete;
-    BoundSocket& operator=(const BoundSocket&) = delete;
+    ~UdpReceiver() { CloseSocket(socket_); }
+    UdpReceiver(const UdpReceiver&) = delete;
 
     std::uint32_t Port() const { return port_; }  // 0: the system has no such address
 
-protected:
-    Socket socket_ = static_cast<Socket>(-1);
-
-private:
-    std::uint32_t port_ = 0;
-};
-
-class UdpReceiver : public BoundSocket {
-public:
-    explicit UdpReceiver(const char* host) : BoundSocket(host, SOCK_DGRAM) {}
-
     // The next datagram; empty when none comes for ten seconds.
     std::string Receive() {
+        fd_set sockets;
+        FD_ZERO(&sockets);
+        FD_SET(socket_, &sockets);
+        timeval wait{10, 0};
+        if (::select(static_cast<int>(socket_) + 1, &sockets, nullptr, nullptr, &wait) != 1)
+            return {};
         char datagram[65536];
-        if (!ReadableWithin(socket_, 10'000)) return {};
         const auto size = ::recv(socket_, datagram, sizeof datagram, 0);
         return {datagram, size > 0 ? static_cast<std::size_t>(size) : 0};
     }
+
+private:
+    Socket socket_ = static_cast<Socket>(-1);
+    std::uint32_t port_ = 0;
 };
 
 }  // namespace zvevent::test

@@ -7,8 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <string_view>
-
 namespace zvevent::test {
 
 using Socket = int;
@@ -17,10 +15,6 @@ inline constexpr int kUnknownService = EAI_SERVICE;
 inline void StartSockets() {}
 inline void CloseSocket(Socket socket) {
     ::close(socket);
-}
-// Bytes sent, or not more than 0.
-inline auto SendSome(Socket socket, std::string_view bytes) {
-    return ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
 }  // namespace zvevent::test

@@ -4,8 +4,6 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
-#include <string_view>
-
 namespace zvevent::test {
 
 using Socket = SOCKET;
@@ -17,10 +15,6 @@ inline void StartSockets() {
 }
 inline void CloseSocket(Socket socket) {
     ::closesocket(socket);
-}
-// Bytes sent, or not more than 0.
-inline auto SendSome(Socket socket, std::string_view bytes) {
-    return ::send(socket, bytes.data(), static_cast<int>(bytes.size()), 0);
 }
 
 }  // namespace zvevent::test
