@@ -11,69 +11,66 @@ import tempfile
 
 import peers
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-DOCS = os.path.join(HERE, "../../docs")
-MODULE = os.path.join(DOCS, "mib/ZVEVENT-MIB.txt")
+DOCS = pathlib.Path(__file__).parents[2] / "docs"
+MODULE = DOCS / "mib/ZVEVENT-MIB.txt"
 os.environ["PATH"] += ":/usr/sbin"
-if any(shutil.which(tool) is None for tool in ["snmptrapd", "smilint"]):
+if any(shutil.which(tool) is None for tool in ["snmptrapd", "snmptranslate", "smilint"]):
     sys.exit(77)
 
 NASTY = 'quote " bracket ] backslash \\ umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
-EVENTS = [
-    {"event_id": 42, "event_type": "temperature", "source_id": "psu-1", "source_name": "Power supply",
-     "message": "Too hot", "severity": 2, "action": "raise", "utc_ns": 1700000000123456789,
-     "dedupe_key": NASTY, "correlation_id": "c-7", "details_json": '{"fan":"ok"}'},
-    {"event_id": 2**64 - 1, "utc_ns": 2**64 - 1, "severity": 3,
-     **{field: NASTY + "x" * 3000 for field in
-        ["event_type", "source_id", "source_name", "action", "message", "dedupe_key",
-         "correlation_id", "details_json"]}},
-]
-SEVERITIES = ["debug", "info", "warning", "error"]
 OBJECTS = [  # after the two of the severity: object, field, greatest length
     ("Id", "event_id", 32), ("Type", "event_type", 128), ("SourceId", "source_id", 128),
     ("SourceName", "source_name", 128), ("Action", "action", 64), ("Message", "message", 2048),
     ("DedupeKey", "dedupe_key", 256), ("CorrelationId", "correlation_id", 128),
     ("UtcNs", "utc_ns", 32), ("DetailsJson", "details_json", 2048)]
+TEXTS = [field for _, field, _ in OBJECTS if field not in ("event_id", "utc_ns")]
+EVENTS = [
+    {"event_id": 42, "utc_ns": 1700000000123456789, "severity": 2,
+     **{field: field + NASTY for field in TEXTS}},
+    {"event_id": 2**64 - 1, "utc_ns": 2**64 - 1, "severity": 3,
+     **{field: NASTY + "x" * 3000 for field in TEXTS}}]
+SEVERITIES = ["debug", "info", "warning", "error"]
 
 
 def expected(event):
-    """The lines that snmptrapd writes after the uptime."""
+    """What snmptrapd writes after the time."""
     name = SEVERITIES[event["severity"]]
-    lines = [b"OID: ZVEVENT-MIB::zvEventTrap",
-             f"ZVEVENT-MIB::zvEventSeverity.0 = INTEGER: {name}({event['severity']})".encode(),
-             f"ZVEVENT-MIB::zvEventSeverityName.0 = STRING: {name}".encode()]
-    for label, field, limit in OBJECTS:
-        value = str(event[field]).encode()[:limit]
-        lines.append(f"ZVEVENT-MIB::zvEvent{label}.0 = STRING: ".encode() + value)
-    return b"\n  ".join(lines) + b"\n"
+    values = [f"Severity.0 = INTEGER: {name}({event['severity']})",
+              f"SeverityName.0 = STRING: {name}"]
+    objects = [f"ZVEVENT-MIB::zvEvent{value}".encode() for value in values]
+    objects += [f"ZVEVENT-MIB::zvEvent{label}.0 = STRING: ".encode()
+                + str(event[field]).encode()[:limit] for label, field, limit in OBJECTS]
+    return (rb"UDP[^\n]*\n  \S+ = Timeticks: [^\n]*\n  \S+ = OID: ZVEVENT-MIB::zvEventTrap\n  "
+            + re.escape(b"\n  ".join(objects)) + b"\n")
 
 
-def documented(language):
-    with open(os.path.join(DOCS, "snmp.md"), encoding="utf-8") as file:
-        return re.search(rf"```{language}\n(.*?)```", file.read(), re.S)[1]
+def documented(language, mibs):
+    text = re.search(rf"```{language}\n(.*?)```", (DOCS / "snmp.md").read_text(), re.S)[1]
+    return text.replace("/usr/local/share/snmp/mibs", mibs)
 
 
 with tempfile.TemporaryDirectory() as directory:
-    mibs, log, smi = (os.path.join(directory, name) for name in ("mibs", "traps.log", "smi.conf"))
-    shutil.copytree(os.path.join(HERE, "mibs"), mibs)
-    for name in ["snmp.conf", "snmptrapd.conf"]:
-        pathlib.Path(directory, name).write_text(
-            documented(name).replace("/usr/local/share/snmp/mibs", mibs))
-    pathlib.Path(smi).write_text(f"path {mibs}\n")
-    lint = subprocess.run(["smilint", "-c", smi, "-l", "3", "-s", MODULE], capture_output=True)
-    assert lint.returncode == 0 and not lint.stdout + lint.stderr, lint
+    mibs, log, smi = (f"{directory}/{name}" for name in ("mibs", "traps.log", "smi.conf"))
+    shutil.copytree(DOCS / "mib/stand-ins", mibs)
     shutil.copy(MODULE, mibs)
+    for name in ["snmp.conf", "snmptrapd.conf"]:
+        pathlib.Path(directory, name).write_text(documented(name, mibs))
+    pathlib.Path(smi).write_text(f"path {mibs}\n")
     os.environ["SNMPCONFPATH"] = directory
+    for command, said in [(["smilint", "-c", smi, "-l", "3", "-s", MODULE], ""),
+                          (["snmptranslate", "-On", "ZVEVENT-MIB::zvEventTrap"],
+                           ".1.3.6.1.4.1.32473.1.1.0.1\n")]:
+        done = subprocess.run(command, capture_output=True, text=True)
+        assert (done.returncode, done.stdout, done.stderr) == (0, said, ""), done
 
     port = peers.free_port()
-    command = documented("sh").replace("/var/log/zvevent-traps.log", log)
-    command = command.replace("udp:162", f"udp:127.0.0.1:{port}")
-    command = command.replace("udp6:162", f"udp6:[::1]:{port}")
+    command = documented("sh", mibs).replace("/var/log/zvevent-traps.log", log).replace(
+        "udp:162", f"udp:127.0.0.1:{port}").replace("udp6:162", f"udp6:[::1]:{port}")
 
-    def logged(text):
-        return pathlib.Path(log).exists() and pathlib.Path(log).read_bytes().count(text)
+    def logged(pattern):
+        return pathlib.Path(log).exists() and len(re.findall(pattern, pathlib.Path(log).read_bytes()))
 
-    with peers.running([*shlex.split(command), "-p", os.path.join(directory, "pid")]):
+    with peers.running([*shlex.split(command), "-p", f"{directory}/pid"]):
         peers.wait_for(lambda: logged(b"NET-SNMP version"), "snmptrapd")
         for host in ["127.0.0.1", "::1"]:
             peers.emit(directory, peers.config(snmp__trap={"host": host, "port": port}), EVENTS)

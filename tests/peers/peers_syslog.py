@@ -1,5 +1,6 @@
 """The syslog output against rsyslogd, set up as docs/syslog.md says: every field of every event comes
 back equal, and goes onward over TCP byte for byte."""
+import contextlib
 import json
 import os
 import pathlib
@@ -41,41 +42,51 @@ def expected(event):
     return fields | {"version": "65536", "severity": SEVERITIES[event["severity"]]}
 
 
-def setup(directory, udp_port, tcp_port):
-    """The set-up of the documentation, its paths and addresses put into this test's hands."""
-    page = pathlib.Path(__file__).parents[2] / "docs" / "syslog.md"
-    text = re.search(r"```rsyslog\n(.*?)```", page.read_text(), re.S)[1]
-    for old, new in [("/var/log/zvevent.json", f"{directory}/zvevent.json"),
-                     ('target="collector.example" port="6514"',
-                      f'target="127.0.0.1" port="{tcp_port}"'),
-                     ('port="5140"', f'address="127.0.0.1" port="{udp_port}"')]:
-        text = text.replace(old, new)
-    text += f'input(type="imudp" address="::1" port="{udp_port}" ruleset="zvevent")\n'
-    path = pathlib.Path(directory, "rsyslog.conf")
-    path.write_text(text)
-    return path
-
-
 def listening(port):
     """Whether a UDP port of 127.0.0.1 and of ::1 is taken."""
     table = pathlib.Path("/proc/net/udp").read_text() + pathlib.Path("/proc/net/udp6").read_text()
     return table.count(f":{port:04X} 0") >= 2
 
 
-with tempfile.TemporaryDirectory() as directory, socket.create_server(("127.0.0.1", 0)) as tcp:
-    tcp.settimeout(peers.DEADLINE_S)
+@contextlib.contextmanager
+def collector(tcp_port, **changes):
+    """rsyslogd with the set-up of the documentation, its paths and addresses, and the settings
+    named, put into this test's hands: the function that sends events to it, and its file."""
+    page = pathlib.Path(__file__).parents[2] / "docs" / "syslog.md"
+    text = re.search(r"```rsyslog\n(.*?)```", page.read_text(), re.S)[1]
     port = peers.free_port()
-    path = setup(directory, port, tcp.getsockname()[1])
-    with peers.running([RSYSLOGD, "-n", "-f", path, "-i", os.path.join(directory, "pid")]):
-        peers.wait_for(lambda: listening(port), "rsyslogd")
-        for host in ["127.0.0.1", "::1"]:
-            peers.emit(directory, peers.config(syslog__udp={
-                "host": host, "port": port, "facility": "local4"}), EVENTS)
+    with tempfile.TemporaryDirectory() as directory:
         log = pathlib.Path(directory, "zvevent.json")
-        peers.wait_for(lambda: log.exists() and log.read_text().count("\n") == 2 * len(EVENTS),
-                       "the events")
+        for old, new in [("/var/log/zvevent.json", str(log)), ("collector.example", "127.0.0.1"),
+                         ("6514", str(tcp_port)), ('port="5140"', f'address="127.0.0.1" port="{port}"'),
+                         *changes.items()]:
+            text = text.replace(old, new)
+        text += f'input(type="imudp" address="::1" port="{port}" ruleset="zvevent")\n'
+        path = pathlib.Path(directory, "rsyslog.conf")
+        path.write_text(text)
+
+        def send(host, events):
+            peers.emit(directory, peers.config(syslog__udp={
+                "host": host, "port": port, "facility": "local4"}), events)
+
+        with peers.running([RSYSLOGD, "-n", "-f", path, "-i", os.path.join(directory, "pid")]):
+            peers.wait_for(lambda: listening(port), "rsyslogd")
+            yield send, log
+
+
+def lines(log, count):
+    """The file's lines, once there are as many."""
+    peers.wait_for(lambda: log.exists() and log.read_text().count("\n") == count, "the events")
+    return log.read_text().splitlines()
+
+
+with socket.create_server(("127.0.0.1", 0)) as tcp:
+    tcp.settimeout(peers.DEADLINE_S)
+    with collector(tcp.getsockname()[1]) as (send, log):
+        for host in ["127.0.0.1", "::1"]:
+            send(host, EVENTS)
         stream = tcp.accept()[0].makefile("rb")
-        for event, line in zip(EVENTS * 2, log.read_text().splitlines(), strict=True):
+        for event, line in zip(EVENTS * 2, lines(log, 2 * len(EVENTS)), strict=True):
             document = json.loads(line)
             assert document["rfc5424-sd"]["zavorin@32473"] == expected(event), (document, event)
             assert document["msg"] == event["message"], document
@@ -86,3 +97,9 @@ with tempfile.TemporaryDirectory() as directory, socket.create_server(("127.0.0.
             assert re.match(rf"<{priority}>1 \S+\.{str(event['utc_ns'])[-9:].zfill(9)}Z \S+ zvEvent "
                             rf"\d+ {re.escape(message_id)} \[zavorin@32473 ", raw), raw
             assert raw.endswith('"] ' + event["message"]), raw
+
+# The other collector is away for longer than messages fit in memory: the file goes on.
+with collector(peers.free_port(socket.SOCK_STREAM), **{'queue.size="100000"': 'queue.size="10"'}) as (
+        send, log):
+    send("127.0.0.1", EVENTS[:1] * 100)
+    lines(log, 100)
