@@ -152,7 +152,9 @@ ZVEVENT_LAYOUT_ASSERT(sizeof(zvEventRecord) == 152);
  * It may call zvEventSubmit, zvEventSubmitSimple, zvEventRegisterCallback,
  * zvEventUnregisterCallback, zvEventReloadConfig, zvEventGetLastError and zvEventGetApiVersion.
  * zvEventFlush and zvEventShutdown would wait for the callback itself and are refused there with
- * ZVEVENT_E_FAILURE. While it runs no other output proceeds, so it should be short. A C++ exception
+ * ZVEVENT_E_FAILURE. While it runs no other output proceeds, so it should be short. On Linux the
+ * worker blocks nearly all signals, and a program that a callback starts inherits that: empty its
+ * signal mask first (posix_spawnattr_setsigmask, or sigprocmask before exec). A C++ exception
  * that leaves it is caught and counted, and the other callbacks still run, provided that it is of
  * the C++ runtime that the library was built with; a callback built with another one must not
  * throw.
@@ -180,16 +182,21 @@ ZVEVENT_API uint32_t zvEventInitialize(const char* config_path);
  * worker and removes every callback registration. Whatever it returns (a refusal on the
  * worker apart) the library is not initialized afterwards and can be initialized again.
  *
- * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE when events had to be discarded,
- * an output could not be flushed, or the caller is the worker (from a callback: nothing is done).
+ * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE when the 5000 ms ran out (events
+ * that were still queued are then discarded; it may also be that only the one in hand took longer,
+ * and nothing is lost), an output could not be flushed, or the caller is the worker (from a
+ * callback: nothing is done).
  *
  * Blocking: up to 5000 ms for the queue, and until the output that has the event in hand returns;
  * a reload that is resolving a name on another thread is waited for too.
  *
  * A process that exits without it neither hangs nor crashes: on Linux queued events then still get
- * at most 5000 ms, on Windows they are lost. A forked child starts with the library not initialized
- * and without callbacks, whatever the parent has. On Windows call it before you unload the library:
- * while initialized, and for good once an HTTP request was made, the library stays loaded.
+ * at most 5000 ms, on Windows they are lost. On Linux the library works on after that until it is
+ * shut down or the process is gone, so destructors of global objects may still submit and shut down
+ * (unless exit() was called in a signal handler that had interrupted a call of this library). A
+ * forked child starts with the library not initialized and without callbacks, whatever the parent
+ * has. On Windows call it before you unload the library: while initialized, and for good once an
+ * HTTP request was made, the library stays loaded.
  */
 ZVEVENT_API uint32_t zvEventShutdown(void);
 

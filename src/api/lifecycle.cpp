@@ -198,18 +198,21 @@ std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {
     return Succeed();
 }
 
-// The process ends without a shutdown, or while one is under way on another thread, which then gets
-// the time to deliver. Waits for no lock without a limit: whoever holds it may never let go.
+// The process ends without a shutdown so far, or while one is under way on another thread, which
+// then gets the time to deliver. What is left stays usable: destructors of the application may
+// still submit and shut down. Not so when a lock is held for good, as by a call of this very thread
+// that a signal handler has interrupted with exit().
 void Lifecycle::DrainForExit() {
     process_ends_ = true;
     if (EventCore::OnWorkerThread()) {  // exit() inside a callback: the queue cannot go on
         Contain([this] { sinks_.Flush(kStopTimeoutMs); });
         return;
     }
-    initialized_ = false;
     Transition transition(transition_mutex_, std::defer_lock);
-    LockWithin(transition, std::chrono::milliseconds(kStopTimeoutMs));
-    core_.StopAtExit(kStopTimeoutMs);
+    std::unique_lock lifecycle(lifecycle_mutex_, std::defer_lock);
+    const bool no_transition = LockWithin(transition, std::chrono::milliseconds(kStopTimeoutMs));
+    const bool core_usable = core_.DrainForExit(kStopTimeoutMs);
+    if (!no_transition || !core_usable || !LockWithin(lifecycle, kBriefLock)) initialized_ = false;
 }
 
 }  // namespace zvevent

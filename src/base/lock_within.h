@@ -7,6 +7,9 @@
 
 namespace zvevent {
 
+// Far longer than any lock is held that is only held briefly, a loaded machine considered.
+inline constexpr std::chrono::milliseconds kBriefLock{500};
+
 // Takes the lock, trying for `time`. Returns whether it is held. (A plain mutex and short sleeps:
 // the thread sanitizer does not know the timed locks of the standard library.)
 inline bool LockWithin(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds time) {

@@ -1,5 +1,6 @@
 #include "base/stop_signal.h"
 
+#include "base/lock_within.h"
 #include "base/no_destructor.h"
 
 namespace zvevent {
@@ -10,7 +11,8 @@ StopSignal& StopSignal::Instance() {
 }
 
 void StopSignal::Raise() {
-    const std::scoped_lock lock(mutex_);
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (!LockWithin(lock, kBriefLock)) return;  // held for good, as the process ends
     raised_ = true;
     raised_changed_.notify_all();
 }

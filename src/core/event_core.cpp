@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/contain.h"
+#include "base/lock_within.h"
 #include "base/stop_signal.h"
 #include "base/texts.h"
 #include "core/event_fields.h"
@@ -81,21 +82,13 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
     return result;
 }
 
-void EventCore::StopAtExit(std::uint32_t timeout_ms) {
-    {
-        const std::scoped_lock lock(core_mutex_);
-        if (gate_.load() == kNotRunning) return;
-        gate_.store(kNotRunning);
-        // The thread may be inside an output that never returns; nobody waits for it any more.
-        worker_.detach();
-    }
-    queue_.StopAccepting();
-    if (WaitUntilDrained(timeout_ms) != ZVEVENT_OK) {
-        queue_.Purge();
-        StopSignal::Instance().Raise();
-    }
+bool EventCore::DrainForExit(std::uint32_t timeout_ms) {
+    if (!IsRunning()) return true;
+    const EventQueue::ForExit drain = queue_.DrainForExit(std::chrono::milliseconds(timeout_ms));
+    if (drain == EventQueue::ForExit::kPurged) StopSignal::Instance().Raise();
     FlushOutputs(kLastFlushMs);
-    queue_.RequestStop();
+    std::unique_lock lock(core_mutex_, std::defer_lock);
+    return drain != EventQueue::ForExit::kLockHeld && LockWithin(lock, kBriefLock);
 }
 
 // A stop goes on whatever an output does.

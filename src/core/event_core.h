@@ -43,9 +43,10 @@ public:
     // takes. ZVEVENT_E_FAILURE when events had to be discarded or an output could not be flushed.
     std::uint32_t Stop(std::uint32_t timeout_ms);
 
-    // Stop for a process that ends: does not join, so that it takes no longer than about
-    // timeout_ms whatever an output or a callback does.
-    void StopAtExit(std::uint32_t timeout_ms);
+    // For a process that ends: delivers what is queued, within timeout_ms, or else discards it, and
+    // flushes the outputs. Stays running. Waits for no lock without a limit; returns false when one
+    // could not be had, so that nothing of the core may be called any more.
+    bool DrainForExit(std::uint32_t timeout_ms);
 
     // Puts new settings into force; active alerts and what still fits the queue stay.
     std::uint32_t Reload(Config config);

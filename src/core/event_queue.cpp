@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 #include <utility>
+
+#include "base/lock_within.h"
 
 namespace zvevent {
 
@@ -66,6 +69,28 @@ std::uint64_t EventQueue::Purge() {
     const std::uint64_t purged = ring_.RemoveAll();
     if (IsDrained()) drained_.notify_all();
     return purged;
+}
+
+EventQueue::ForExit EventQueue::DrainForExit(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    bell_.Ring();  // an interrupted submit may not have come to it
+    std::unique_lock producers(producers_mutex_, std::defer_lock);
+    std::unique_lock take(take_mutex_, std::defer_lock);
+    const std::uint64_t queued_until = ring_.Tail();  // what comes later is not waited for
+    bool drained = false;
+    // Looks again and again: an interrupted wait would leave a condition variable unusable, too.
+    while (!drained && LockWithin(take, kBriefLock)) {
+        drained = IsDrained() || ring_.HasPassed(queued_until) || worker_ended_;
+        take.unlock();
+        if (std::chrono::steady_clock::now() >= end) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (!LockWithin(producers, kBriefLock) || !LockWithin(take, kBriefLock)) {
+        return ForExit::kLockHeld;
+    }
+    if (drained) return ForExit::kDrained;
+    ring_.RemoveAll();
+    return ForExit::kPurged;
 }
 
 void EventQueue::RequestStop() {

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -54,6 +55,15 @@ public:
 
     // After the worker has ended: back to empty and not accepting, memory given back.
     void Close();
+
+    // Waits until what is queued now is delivered, and discards what is still queued when the time
+    // is over, without waiting for good for a lock whose holder may never let go of it.
+    enum class ForExit {
+        kDrained,
+        kPurged,
+        kLockHeld,  // for good, as by a submit that a signal handler has interrupted with exit()
+    };
+    ForExit DrainForExit(std::chrono::milliseconds time);
 
     // --- Any thread ---
 

@@ -37,6 +37,11 @@ public:
 
     std::size_t Depth() const;
 
+    // The position of the next event to be queued, and whether an event that stands there, queued
+    // later, has been taken: then so have all before it.
+    std::uint64_t Tail() const { return tail_.load(std::memory_order_acquire); }
+    bool HasPassed(std::uint64_t at) const { return head_.load(std::memory_order_acquire) > at; }
+
     // --- Filling side ---
 
     // Whether at least so many events are queued.

@@ -5,6 +5,7 @@
 
 #include "base/contain.h"
 #include "base/last_error.h"
+#include "base/lock_within.h"
 #include "sinks/sink_factory.h"
 
 namespace zvevent {
@@ -97,9 +98,14 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
     return failed == 0 ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
 }
 
+// Also when the process ends, perhaps with a lock that is held for good: waits for none without a
+// limit.
 std::uint32_t SinkSet::Flush(std::uint32_t timeout_ms) {
     std::uint32_t result = ZVEVENT_OK;
-    const auto outputs = ActiveOutputs();
+    std::unique_lock lock(sink_list_mutex_, std::defer_lock);
+    if (!LockWithin(lock, kBriefLock)) return ZVEVENT_E_FAILURE;
+    const auto outputs = active_;
+    lock.unlock();
     for (const auto& [sink, counts] : *outputs) {
         std::uint32_t flushed = ZVEVENT_E_FAILURE;
         Contain([&] { flushed = sink->flush(timeout_ms); });
@@ -131,15 +137,15 @@ std::shared_ptr<const SinkSet::OutputList> SinkSet::ActiveOutputs() {
 
 void SinkSet::SetErrorText(std::string_view text) {
     {
-        const std::scoped_lock lock(sink_error_mutex_);
-        error_text_ = text;
+        std::unique_lock lock(sink_error_mutex_, std::defer_lock);
+        if (LockWithin(lock, kBriefLock)) error_text_ = text;
     }
     if (!text.empty()) SetLastErrorText(text);
 }
 
 void SinkSet::ClearErrorText() noexcept {
-    const std::scoped_lock lock(sink_error_mutex_);
-    error_text_.clear();
+    std::unique_lock lock(sink_error_mutex_, std::defer_lock);
+    if (LockWithin(lock, kBriefLock)) error_text_.clear();
 }
 
 }  // namespace zvevent

@@ -1,13 +1,15 @@
 // Ends, or unloads the library, in the ways that hosts do. Exit code 7 says that the scenario went
 // as it should until the end; what the end itself did shows outside (see run_exit.py).
 //
-//     zvevent_exit SCENARIO LIBRARY CONFIG
+//     zvevent_exit SCENARIO LIBRARY CONFIG APPLICATION_LIBRARY
 //
 // A callback holds the first event until the gate opens, so that the others are queued meanwhile.
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -25,6 +27,7 @@ constexpr int kRounds = 50;
 
 const char* library_path = nullptr;
 const char* config_path = nullptr;
+const char* application_library_path = nullptr;
 // Never destroyed: the worker may look at it until the very end.
 Gate& gate = *new Gate(false);
 
@@ -37,6 +40,14 @@ void Check(bool good, const char* what) {
     std::fprintf(stderr, "failed: %s\n", what);
     std::_Exit(1);
 }
+
+// Runs after the exit handlers that were registered in main.
+struct GlobalObject {
+    ~GlobalObject() {
+        if (at_destruction != nullptr) at_destruction();
+    }
+    void (*at_destruction)() = nullptr;
+} global_object;
 
 #define CALL(function, ...) \
     reinterpret_cast<decltype(&function)>(zvevent::test::Find(#function))(__VA_ARGS__)
@@ -84,9 +95,11 @@ int Cycles(bool with_shutdown) {
     return kGood;
 }
 
-// In a forked child: as if the library had never been initialized there. Returns 0, or which step
-// went wrong.
+// In a forked child: as if the library had never been initialized there, nor a callback registered.
+// Returns 0, or which step went wrong.
+int forks = 0;
 int StartAfresh() {
+    const std::string message = "of child " + std::to_string(forks);
     if (CALL(zvEventSubmitSimple, 0, 1, "exit", "m") != ZVEVENT_E_NOT_INITIALIZED) return 1;
     if (CALL(zvEventFlush, 0) != ZVEVENT_E_NOT_INITIALIZED) return 2;
     if (CALL(zvEventShutdown) != ZVEVENT_E_NOT_INITIALIZED) return 3;
@@ -95,8 +108,73 @@ int StartAfresh() {
     CALL(
         zvEventRegisterCallback, [](const zvEventRecord*, void*) { ++delivered; }, nullptr, &id);
     if (CALL(zvEventInitialize, config_path) != ZVEVENT_OK) return 4;
-    CALL(zvEventSubmitSimple, 0, 1, "exit", "of the child");
+    CALL(zvEventSubmitSimple, 0, 1, "exit", message.c_str());
     return CALL(zvEventShutdown) == ZVEVENT_OK && delivered == 1 ? 0 : 5;
+}
+
+void ForkAndStartAfresh() {
+    ++forks;
+    Check(zvevent::test::ForkAndRun(StartAfresh) == 0, "child that uses the library");
+}
+
+// Forks before the first initialise, and while another thread is in it.
+int ForkEarly() {
+    zvevent::test::OpenLibrary(library_path);
+    std::uint32_t id = 0;
+    Check(CALL(zvEventRegisterCallback, WaitAtGate, nullptr, &id) == ZVEVENT_OK, "register");
+    ForkAndStartAfresh();
+    std::remove("events.csv");
+    std::thread initialize(
+        [] { Check(CALL(zvEventInitialize, config_path) == ZVEVENT_OK, "initialize"); });
+    while (!std::ifstream("events.csv"))  // hundreds of files are opened after it
+        std::this_thread::yield();
+    ForkAndStartAfresh();
+    initialize.join();
+    gate.Set(true);
+    Submit(kEvents);
+    return kGood;
+}
+
+// In a forked child: a signal interrupts a submit and its handler calls exit(); then a global
+// object shuts down. The submits have a full queue drop an event from its middle, which takes long.
+int ExitInSignalHandler() {
+    OpenGateAtExit();
+    for (int i = 0; i < 500; ++i)
+        CALL(zvEventSubmitSimple, 0, zvEventSeverityWarning, "exit", "not to be dropped");
+    global_object.at_destruction = [] { CALL(zvEventShutdown); };
+    static std::atomic<int> submits{0};
+    zvevent::test::ExitInSignalHandler(submits, 2000);
+    for (;; ++submits)
+        CALL(zvEventSubmitSimple, 0, zvEventSeverityInfo, "exit", "dropped");
+}
+
+// An application's library whose global object shuts down, at its unload or at the process's end,
+// while other threads are submitting.
+int UseByApplicationLibrary(bool unload) {
+    zvevent::test::OpenLibrary(application_library_path);
+    static const auto use =
+        reinterpret_cast<std::uint32_t (*)(const char*)>(zvevent::test::Find("Use"));
+    static const std::uint32_t of_shutdown =
+        unload ? ZVEVENT_OK : zvevent::test::kShutdownAtProcessEnd;
+    const auto begin = reinterpret_cast<std::uint32_t (*)(const char*, const std::uint32_t*)>(
+        zvevent::test::Find("BeginUse"));
+    Check(begin(config_path, &of_shutdown) == ZVEVENT_OK, "initialize");
+    if (unload) {
+        for (int i = 0; i < kEvents; ++i)
+            Check(use(std::to_string(i).c_str()) == ZVEVENT_OK, "submit");
+        zvevent::test::CloseLibrary();
+        return kGood;
+    }
+    static std::atomic<int> submits{0};
+    for (int i = 0; i < 2; ++i) {
+        std::thread([] {
+            for (;; ++submits)
+                use("m");
+        }).detach();
+    }
+    while (submits < 2000)
+        std::this_thread::yield();
+    return kGood;
 }
 
 // A thread that has called in ends when the library's code is gone.
@@ -177,13 +255,48 @@ const struct {
     {"fork",
      [] {
          Start(WaitAtGate);
-         Check(zvevent::test::ForkAndRun(StartAfresh) == 0, "child that uses the library");
+         ForkAndStartAfresh();
          const auto start = std::chrono::steady_clock::now();
          Check(zvevent::test::ForkAndRun([] { return 3; }) == 3, "child that does not");
          Check(std::chrono::steady_clock::now() - start < std::chrono::seconds(4), "its time");
          gate.Set(true);
          return kGood;
      }},
+    {"fork_early", ForkEarly},
+    {"in_signal_handler",
+     [] {
+         zvevent::test::OpenLibrary(library_path);
+         for (int i = 0; i < 5; ++i)
+             Check(zvevent::test::ForkAndRun(ExitInSignalHandler) == kGood, "child");
+         return kGood;
+     }},
+    {"global_object",
+     [] {
+         gate.Set(true);
+         Start(WaitAtGate);
+         global_object.at_destruction = [] {
+             Submit(1);
+             Check(CALL(zvEventShutdown) == ZVEVENT_OK, "shutdown");
+         };
+         return kGood;
+     }},
+    {"amid_restarts",
+     [] {
+         zvevent::test::OpenLibrary(library_path);
+         static std::atomic<int> rounds{0};
+         std::thread([] {
+             for (;; ++rounds) {
+                 CALL(zvEventInitialize, config_path);
+                 CALL(zvEventSubmitSimple, 0, 1, "exit", "m");
+                 CALL(zvEventShutdown);
+             }
+         }).detach();
+         while (rounds < 3)
+             std::this_thread::yield();
+         return kGood;
+     }},
+    {"library_unload", [] { return UseByApplicationLibrary(true); }},
+    {"library_end", [] { return UseByApplicationLibrary(false); }},
     {"cycles_shutdown", [] { return Cycles(true); }},
     {"cycles", [] { return Cycles(false); }},
     {"thread_outlives", ThreadOutlivesLibrary},
@@ -192,9 +305,10 @@ const struct {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+    if (argc != 5) return 2;
     library_path = argv[2];
     config_path = argv[3];
+    application_library_path = argv[4];
     for (const auto& scenario : kScenarios) {
         if (std::strcmp(scenario.name, argv[1]) == 0) return scenario.run();
     }

@@ -1,6 +1,9 @@
 // What the program of the exit tests needs of the system.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
 namespace zvevent::test {
 
 // Loads the library; what it exports is found by Find and not called after CloseLibrary.
@@ -12,6 +15,10 @@ void CloseLibrary();
 // when it did not end in time (POSIX).
 int ForkAndRun(int (*child)());
 
+// Has a signal interrupt the calling thread once `count` has reached `from`; its handler calls
+// exit(7) (POSIX).
+void ExitInSignalHandler(const std::atomic<int>& count, int from);
+
 // Ends the calling thread by force, unwinding it (POSIX).
 [[noreturn]] void EndThread();
 
@@ -19,5 +26,8 @@ int ForkAndRun(int (*child)());
 // C++ runtime inside the library may leave behind every time it is loaded and unloaded.
 int OpenHandles();
 extern const int kHandlesLeftByRuntime;
+
+// What a shutdown returns that comes from a library's global object at the end of the process.
+extern const std::uint32_t kShutdownAtProcessEnd;
 
 }  // namespace zvevent::test

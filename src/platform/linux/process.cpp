@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -11,7 +12,8 @@ namespace zvevent {
 namespace {
 
 void (*registered_drain)() = nullptr;
-pid_t registered_pid = 0;
+// Not that of a child which was made without the library's knowledge and has no worker.
+std::atomic<pid_t> registered_pid{0};
 
 void RunDrain() {
     if (getpid() == registered_pid) registered_drain();

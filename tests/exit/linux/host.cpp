@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 
 namespace zvevent::test {
 
@@ -37,6 +39,15 @@ int ForkAndRun(int (*child)()) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+void ExitInSignalHandler(const std::atomic<int>& count, int from) {
+    std::signal(SIGUSR1, [](int) { std::exit(7); });
+    std::thread([&count, from, interrupted = pthread_self()] {
+        while (count < from)
+            std::this_thread::yield();
+        pthread_kill(interrupted, SIGUSR1);
+    }).detach();
+}
+
 void EndThread() {
     pthread_exit(nullptr);
 }
@@ -47,5 +58,7 @@ int OpenHandles() {
 }
 
 const int kHandlesLeftByRuntime = 0;
+
+const std::uint32_t kShutdownAtProcessEnd = 0;
 
 }  // namespace zvevent::test
