@@ -59,7 +59,9 @@ protected:
         server = Server();
     }
 
-    zvEventWebhookHttpSink Sink() const { return {config_, {&Command, &Release, &Pause}}; }
+    zvEventWebhookHttpSink Sink() const {
+        return {config_, {&zvOSHTTPStart, &Command, &Release, &Pause}};
+    }
 
     const Server& Sent() const {
         EXPECT_EQ(Sink().Validate(nullptr), ZVEVENT_OK);

@@ -117,6 +117,7 @@ std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
     if (!sends_cloud_events_ && payload_mode_ != "native_json" && payload_mode_ != "native") {
         return Invalid(error, "zvEvent webhook payload_mode must be native_json or cloudevents");
     }
+    transport_.start();
     return ZVEVENT_OK;
 }
 

@@ -19,6 +19,7 @@ class zvEventWebhookHttpSink final : public zvEventSink {
 public:
     // What the sink sends and waits by.
     struct Transport {
+        decltype(&zvOSHTTPStart) start = &zvOSHTTPStart;
         decltype(&zvOSHTTPCommand) command = &zvOSHTTPCommand;
         decltype(&ZVFree) release = &ZVFree;
         // Returns false when no further try may follow.
@@ -32,7 +33,8 @@ public:
     zvEventWebhookHttpSink(const zvEventSinkConfig& config, const Transport& transport);
 
     // Whether the entry's settings can work: ZVEVENT_OK, or ZVEVENT_E_INVALID_ARGUMENT with a text
-    // in *error, which may be null. A sink that fails it must not be used.
+    // in *error, which may be null. A sink that fails it must not be used; for others the HTTP
+    // client is started.
     std::uint32_t Validate(std::string* error) const;
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;

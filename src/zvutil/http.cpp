@@ -3,6 +3,10 @@
 
 #include <cstdlib>
 
+std::uint32_t zvOSHTTPStart() noexcept {
+    return zvevent::StartHttpClient() ? 1 : 0;
+}
+
 std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* headers,
                               const void* body, std::uint32_t body_length, void** response,
                               std::uint32_t* response_length, std::uint32_t timeout_ms) noexcept {

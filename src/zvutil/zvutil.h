@@ -42,6 +42,12 @@ std::uint32_t zvOSFileReplace(const char* path, const void* bytes, std::uint64_t
 
 // --- HTTP ----------------------------------------------------------------------------------------
 
+// Starts the HTTP client, once in a process and for good, and returns non-zero when requests can be
+// made. A request does it by itself. Whoever sends until the process ends calls it earlier: exit
+// handlers that the application registers later, those of its TLS library among them, run before
+// the last requests and must leave them what they need.
+std::uint32_t zvOSHTTPStart() noexcept;
+
 // Sends one HTTP/1.1 request and waits for its answer. Returns non-zero when a whole answer with a
 // 2xx status came, 0 for every other outcome, a redirect among them: none is followed.
 //

@@ -4,53 +4,10 @@
 """
 import socket
 import sys
-import threading
 
-from client import Client
+from http_tools import OK, Client, Server, answering
 
-OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
 LATE_MS = 15000  # well below the time-outs that must not count, and long on a busy machine
-
-
-class Server:
-    """Plays `script(connection, requests)` on every connection. Iterating over the requests reads
-    them; they are remembered as their head's lines and their body."""
-
-    def __init__(self, script):
-        self.listener = socket.create_server(("127.0.0.1", 0), backlog=64)
-        self.script, self.requests, self.connections = script, [], 0
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def url(self, path="/", scheme="http"):
-        return f"{scheme}://127.0.0.1:{self.listener.getsockname()[1]}{path}"
-
-    def accept(self):
-        while True:
-            connection, _ = self.listener.accept()
-            self.connections += 1
-            threading.Thread(target=self.play, args=(connection,), daemon=True).start()
-
-    def play(self, connection):
-        with connection:
-            try:
-                self.script(connection, self.read(connection.makefile("rb")))
-            except OSError:
-                pass
-
-    def read(self, stream):
-        while head := b"".join(iter(stream.readline, b"\r\n")).decode("latin-1").splitlines():
-            length = [line for line in head if line.startswith("Content-Length: ")]
-            self.requests.append((head, stream.read(int(length[0][16:]) if length else 0)))
-            yield
-
-
-def answering(answer, once=False):
-    def script(connection, requests):
-        for _ in requests:
-            connection.sendall(answer)
-            if once:
-                return
-    return script
 
 
 def silent(connection, _):

@@ -15,7 +15,7 @@ import tempfile
 import peers
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "http"))
-from client import Client  # noqa: E402
+from http_tools import Client  # noqa: E402
 
 CONFIG = """
 daemon off; master_process off; error_log error.log; pid nginx.pid;
@@ -100,6 +100,28 @@ def check_one_connection(client, directory, port, url, headers, posts):
     assert used == 1 and growth < 4096
 
 
+# Uses TLS itself after its initialise, so that OpenSSL's exit handler would run before the library's.
+HOST = """
+import ctypes, sys
+library = ctypes.CDLL(sys.argv[1])
+assert library.zvEventInitialize(sys.argv[2].encode()) == 0
+import ssl
+ssl.create_default_context()
+for _ in range(1000):
+    assert library.zvEventSubmitSimple(0, 1, b"host", b"text") == 0
+ctypes.CDLL(None).exit(0)
+"""
+
+
+def check_host_with_tls(directory, url, library):
+    path = os.path.join(directory, "events.xml")
+    with open(path, "w", encoding="ascii") as file:
+        file.write(peers.config(webhook__http={
+            "endpoint_url": url, "ca_file": os.path.join(directory, "ca.pem")}))
+    for _ in range(8):
+        subprocess.run([sys.executable, "-c", HOST, library, path], check=True)
+
+
 def main():
     nginx, command = shutil.which("nginx"), shlex.split(os.environ["ZVEVENT_HTTP_POST"])
     if nginx is None or shutil.which("openssl") is None:
@@ -124,6 +146,8 @@ def main():
         check_one_connection(client, directory, ports["signed"], signed, trusting, 5000)
         check_certificates(client, ports, directory)
         assert client.end() == ""
+        if "ZVEVENT_LIBRARY" in os.environ:
+            check_host_with_tls(directory, signed, os.environ["ZVEVENT_LIBRARY"])
         # No variable changes whom the Windows build trusts. Wine trusts everyone.
         wine = int(len(command) > 1)
         for file, good in [("lonely.pem", wine)] + 5 * [("ca.pem", 1)]:

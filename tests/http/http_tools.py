@@ -1,0 +1,83 @@
+"""A scripted HTTP server, and the program that sends requests over the utility layer
+(http_post.cpp)."""
+import os
+import socket
+import subprocess
+import threading
+
+SEPARATOR = b"\xa7"
+OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
+
+
+class Client:
+    def __init__(self, command, **environment):
+        # A proxy in the environment must not be used.
+        self.process = subprocess.Popen(
+            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            env={**os.environ, "http_proxy": "http://127.0.0.1:1",
+                 "https_proxy": "http://127.0.0.1:1", **environment})
+
+    def job(self, url, headers=(), body=b"{}", timeout=20000, count=1, method="POST"):
+        lines = SEPARATOR.join(line.encode() for line in headers)
+        parts = (part.hex() for part in (method.encode(), url.encode(), lines, body))
+        return "\t".join([str(count), str(timeout), *parts]) + "\n"
+
+    def send(self, *job, **more):
+        """Returns how many requests succeeded, the milliseconds, and the last answer's body."""
+        self.process.stdin.write(self.job(*job, **more))
+        self.process.stdin.flush()
+        good, ms, body = self.process.stdout.readline().rstrip("\r\n").split(" ")
+        return int(good), int(ms), bytes.fromhex(body)
+
+    def status(self, name):
+        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
+            return int(next(line for line in file if line.startswith(name)).split()[1])
+
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
+    def end(self, last_line=""):
+        output, _ = self.process.communicate(last_line, 60)
+        assert self.process.returncode == 0, self.process.returncode
+        return output.strip()
+
+
+class Server:
+    """Plays `script(connection, requests)` on every connection. Iterating over the requests reads
+    them; they are remembered as their head's lines and their body."""
+
+    def __init__(self, script):
+        self.listener = socket.create_server(("127.0.0.1", 0), backlog=64)
+        self.script, self.requests, self.connections = script, [], 0
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def url(self, path="/", scheme="http"):
+        return f"{scheme}://127.0.0.1:{self.listener.getsockname()[1]}{path}"
+
+    def accept(self):
+        while True:
+            connection, _ = self.listener.accept()
+            self.connections += 1
+            threading.Thread(target=self.play, args=(connection,), daemon=True).start()
+
+    def play(self, connection):
+        with connection:
+            try:
+                self.script(connection, self.read(connection.makefile("rb")))
+            except OSError:
+                pass
+
+    def read(self, stream):
+        while head := b"".join(iter(stream.readline, b"\r\n")).decode("latin-1").splitlines():
+            length = [line for line in head if line.startswith("Content-Length: ")]
+            self.requests.append((head, stream.read(int(length[0][16:]) if length else 0)))
+            yield
+
+
+def answering(answer, once=False):
+    def script(connection, requests):
+        for _ in requests:
+            connection.sendall(answer)
+            if once:
+                return
+    return script
