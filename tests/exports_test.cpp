@@ -153,8 +153,19 @@ TEST_F(ExportsTest, ReloadsItsOwnFileOrAnother) {
     const std::string text =
         "Unable to create directory for zvEvent CSV sink: " + directory_.File("in-the-way");
     Expect(ZVEVENT_E_FAILURE, text, zvEventReloadConfig(config.c_str()));
+    // The file in force is found empty: somebody is just writing it. Another one is completed.
+    const std::string in_force = directory_.Read("other.xml");
+    for (const char* const path : {"", other.c_str()}) {
+        directory_.Write("other.xml", " \n");
+        Expect(ZVEVENT_E_INVALID_ARGUMENT, "zvEvent config is empty: " + other,
+               zvEventReloadConfig(path));
+        EXPECT_EQ(directory_.Read("other.xml"), " \n");
+    }
+    directory_.Write("other.xml", in_force);
     AllOk({zvEventReloadConfig("") /* still other.xml */, Submit("too"), zvEventFlush(0)});
     EXPECT_EQ(collected.messages, "passes too ");
+    AllOk({zvEventReloadConfig(directory_.Write("empty.xml", "").c_str())});
+    EXPECT_NE(directory_.Read("empty.xml"), "");
     AllOk({zvEventShutdown()});
     Expect(ZVEVENT_E_FAILURE, text, zvEventInitialize(config.c_str()));
     EXPECT_EQ(Submit("refused"), ZVEVENT_E_NOT_INITIALIZED);

@@ -40,10 +40,11 @@ std::uint32_t RefuseStartDuringShutdown() {
 }
 
 // Loads a configuration that is shared and unchanged from then on.
-std::uint32_t Load(const char* path, std::string_view default_error, EventCore::Config& loaded) {
+std::uint32_t Load(const char* path, std::string_view default_error, EventCore::Config& loaded,
+                   zvEventEmptyFile empty = zvEventEmptyFile::completed) {
     auto config = std::make_shared<zvEventConfig>();
     std::string error;
-    const std::uint32_t result = zvEventLoadConfig(path, config.get(), &error);
+    const std::uint32_t result = zvEventLoadConfig(path, config.get(), &error, empty);
     if (result != ZVEVENT_OK) return Fail(result, error.empty() ? default_error : error);
     loaded = std::move(config);
     return ZVEVENT_OK;
@@ -153,15 +154,18 @@ std::uint32_t Lifecycle::Stop() {
 
 std::uint32_t Lifecycle::Reload(const char* config_path) {
     std::string path;
-    if (config_path != nullptr && *config_path != '\0') {
-        path = config_path;
-    } else {
+    auto empty = zvEventEmptyFile::refused;  // applied, it would switch off what is in force
+    {
         const std::scoped_lock lock(lifecycle_mutex_);
         path = config_path_;
     }
+    if (config_path != nullptr && *config_path != '\0' && path != config_path) {
+        path = config_path;
+        empty = zvEventEmptyFile::completed;
+    }
     constexpr std::string_view kFailed = "zvEvent config reload failed";
     EventCore::Config config;
-    const std::uint32_t loaded = Load(path.c_str(), kFailed, config);
+    const std::uint32_t loaded = Load(path.c_str(), kFailed, config, empty);
     if (loaded != ZVEVENT_OK) return loaded;
     const std::scoped_lock lock(lifecycle_mutex_);
     if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);

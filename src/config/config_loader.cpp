@@ -53,8 +53,8 @@ bool LoadCore(zvCFGHandle tree, zvEventConfig& config, std::string* error) {
 
 }  // namespace zvevent
 
-std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output,
-                                std::string* error) {
+std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output, std::string* error,
+                                zvEventEmptyFile empty) {
     const auto fail = [error](std::string_view text) {
         if (error != nullptr) *error = text;
         return ZVEVENT_E_INVALID_ARGUMENT;
@@ -68,6 +68,10 @@ std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output,
     const zvevent::OpenTree tree(config_path);
     if (tree.handle() == nullptr) {
         return fail("Unable to open zvEvent config: " + std::string(config_path));
+    }
+    const bool has_root = zvCFGKeyExists(tree.handle(), "") != 0;
+    if (!has_root && empty == zvEventEmptyFile::refused) {
+        return fail("zvEvent config is empty: " + std::string(config_path));
     }
     zvevent::EnsureTopKeys(tree.handle());
     output->config_path = config_path;

@@ -126,7 +126,7 @@ std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
 // opened. The last two arguments must be 0 and 1.
 std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t reserved, std::uint32_t flags) noexcept;
 
-// Non-zero when the key exists.
+// Non-zero when the key exists. The root does unless the file was empty.
 std::uint32_t zvCFGKeyExists(zvCFGHandle handle, const char* key) noexcept;
 
 // Creates the key `name` below the key `parent`; with an empty `name` the top-level key `parent`.
