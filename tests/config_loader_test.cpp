@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
+#include <fstream>
 #include <sstream>
+#include <utility>
 
+#include "config/settings.h"
 #include "support/config_text.h"
 #include "support/temp_directory.h"
 
@@ -25,16 +28,12 @@ struct ConfigLoaderTest : testing::Test {
     std::string error_;
 };
 
-// The names of keys, and the names and texts of values, in the order of the file.
-std::string Outline(const std::string& file) {
-    std::string outline;
-    const std::regex start(R"x(<(key|value) name="(\w+)">([^<\s]*))x");
-    for (std::sregex_iterator at(file.begin(), file.end(), start), end; at != end; ++at)
-        outline += at->str(2) + (at->str(1) == "value" ? "=" + at->str(3) : "") + " ";
-    return outline;
+// A file of docs/, with the line ends that the library gives an empty file.
+std::string Document(const char* name) {
+    std::ifstream file(std::string(ZVEVENT_TEST_DOCS "/") + name);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Every value that has a non-empty default is in the file, at its place.
 TEST_F(ConfigLoaderTest, CompletesAnEmptyFile) {
     ASSERT_EQ(Load(""), ZVEVENT_OK) << error_;
     EXPECT_EQ(config_.config_path, directory_.File("c.xml"));
@@ -45,33 +44,58 @@ TEST_F(ConfigLoaderTest, CompletesAnEmptyFile) {
     }
     EXPECT_EQ(loaded, "default0-1 default1-1 main2+1 default3-1 default5-1 default4-1 main6-1 ");
     const std::string text = directory_.Read("c.xml");
-    EXPECT_EQ(Outline(text),
-              "QRV Events "
-              "core enabled=1 minimum_severity=info queue_size=1024 drop_policy=drop_newest "
-              "state enabled=1 dedupe_enabled=1 default_repeat_interval_sec=1800 send_clear=1 "
-              "route_orphan_clear=0 "
-              "sink csv default enabled=0 minimum_severity=info path=zvEvent.csv "
-              "flush_each_event=0 "
-              "syslog udp default enabled=0 minimum_severity=info host=127.0.0.1 port=5140 "
-              "facility=local0 app_name=zvEvent "
-              "native main enabled=1 minimum_severity=info source_name=zvEvent facility=local4 "
-              "subsystem=com.zavorin.zvEvent category=events "
-              "cloudevents http default enabled=0 minimum_severity=info source=/zvEvent "
-              "timeout_ms=5000 "
-              "webhook http default enabled=0 minimum_severity=info payload_mode=native_json "
-              "connect_timeout_ms=2000 request_timeout_ms=5000 tls_verify=1 retry_count=0 "
-              "backoff_ms=250 cloudevents_source=/zvEvent "
-              "snmp trap default enabled=0 minimum_severity=info host=127.0.0.1 port=162 "
-              "community=vamble version=2c enterprise_oid=1.3.6.1.4.1.32473.1.1 "
-              "trap_oid=1.3.6.1.4.1.32473.1.1.0.1 "
-              "alertmanager main enabled=0 minimum_severity=info "
-              "url=http://127.0.0.1:9093/api/v2/alerts send_resolved=1 allow_source_label=0 "
-              "alertname_prefix=ZvEvent authorization_type=none connect_timeout_ms=3000 "
-              "request_timeout_ms=5000 verify_tls=1 retry_count=3 retry_backoff_ms=500 ");
+    EXPECT_EQ(text, Document("default-config.xml"));
 
     ASSERT_EQ(Load(text), ZVEVENT_OK);
     EXPECT_EQ(directory_.Read("c.xml"), text) << "a complete file is not touched again";
     EXPECT_EQ(config_.sinks.size(), 7U);
+}
+
+// Lists the settings of a section as the reference has them: "| `name` | kind | default |".
+class ReferenceRows {
+public:
+    explicit ReferenceRows(std::string section) : section_(std::move(section)) {}
+
+    void operator()(const char* name, const std::string& value) { (*this)(name, value, value); }
+    void operator()(const char* name, const std::string&, const std::string& absent) {
+        Expect(name, "text", absent.empty() ? "(empty)" : absent);
+    }
+    void operator()(const char* name, std::uint32_t value) {
+        Expect(name, "number", std::to_string(value));
+    }
+    void operator()(const char* name, bool value) { Expect(name, "boolean", value ? "1" : "0"); }
+    void operator()(const char* name, SeverityIn<const std::uint32_t>) {
+        Expect(name, "severity", "info");
+    }
+    void operator()(const char* name, zvEventDropPolicy) { Expect(name, "policy", "drop_newest"); }
+
+private:
+    void Expect(const std::string& name, const std::string& kind, const std::string& absent) const {
+        const std::string row = "| `" + name + "` | " + kind + " | " + absent + " |";
+        EXPECT_NE(section_.find(row), std::string::npos) << row;
+    }
+    const std::string section_;
+};
+
+TEST(ConfigReference, HasEverySettingWithItsDefault) {
+    const std::string page = Document("configuration.md");
+    const std::string common = page.substr(std::min(page.find("## Outputs"), page.size()));
+    const auto section = [&](const std::string& heading, const std::string& rest = "") {
+        const std::size_t start = page.find("# `" + heading + "`");
+        EXPECT_NE(start, page.npos) << heading;
+        if (start == page.npos) return rest;
+        return rest + page.substr(start, page.find("\n#", start) - start);
+    };
+    const zvEventConfig config;
+    VisitCoreSettings(config, ReferenceRows(section("core")));
+    VisitStateSettings(config, ReferenceRows(section("state")));
+    for (const SinkSection& kind : kSinkSections) {
+        zvEventSinkConfig sink;
+        sink.kind = kind.kind;
+        const std::string all = common.substr(0, common.find("\n###"));
+        VisitSinkSettings(std::as_const(sink),
+                          ReferenceRows(section("sink\\" + std::string(kind.path), all)));
+    }
 }
 
 TEST_F(ConfigLoaderTest, ReadsWordsAndNumbers) {
