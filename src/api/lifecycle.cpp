@@ -11,6 +11,7 @@
 #include "config/config_loader.h"
 #include "core/normalize.h"
 #include "platform/process.h"
+#include "sinks/csv_file.h"
 
 namespace zvevent {
 
@@ -62,6 +63,7 @@ struct Lifecycle::Home {
         InChildAfterFork([] {
             TheHome().lifecycle.Renew();
             StopSignal::Instance().RenewInChild();
+            CsvFile::ForgetAllInChild();
             EventCore::ForgetWorkerThread();
         });
         ReleaseAtUnload([] { Instance().~Lifecycle(); });

@@ -22,19 +22,41 @@ public:
     bool IsOpen() const { return handle_ != kNoHandle; }
     void Close() noexcept;
 
+    // After Open: whether no other AppendFile, in whatever process, has the file open. None can
+    // find itself alone before Share; who does not call it stays the only one to do so.
+    bool IsAlone() const { return alone_; }
+    void Share() noexcept;
+
     // Returns how many bytes reached the file: less than given when the system refuses the rest
     // (a full disk).
     std::size_t Append(std::string_view bytes) noexcept;
 
+    // Takes the last `bytes` of what Append has just written out of the file again, if nothing was
+    // appended since. (A writer elsewhere that appends between the look and the cut loses what it
+    // wrote: a moment on a disk that was full just before.) Returns whether they are gone.
+    bool TakeBack(std::size_t bytes) noexcept;
+
+    // What the path stands for now, seen from the open file.
+    enum class Place {
+        kHere,       // the open file; also when that cannot be told
+        kEmptied,    // the open file, which has no bytes any more
+        kElsewhere,  // another file, or none
+    };
+    Place Look(const std::string& path) const;
+
 private:
     static constexpr std::intptr_t kNoHandle = -1;
     std::intptr_t handle_ = kNoHandle;
+    bool alone_ = false;
 };
 
-// Whether the file cannot be opened for reading, or has no bytes.
-bool FileIsMissingOrEmpty(const std::string& path);
+// The bytes of a file; 0 when it cannot be opened for reading or is no ordinary file.
+std::uint64_t FileSize(const std::string& path);
 
-// Empties the file if it still has exactly that many bytes.
-void EmptyFileOfSize(const std::string& path, std::uint64_t size);
+// At most `count` bytes from `offset` on; empty when there are none or they cannot be read.
+std::string ReadFile(const std::string& path, std::uint64_t offset, std::size_t count);
+
+// The path from the root on, by the working directory of this moment.
+std::string AbsolutePath(const std::string& path);
 
 }  // namespace zvevent

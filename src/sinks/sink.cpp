@@ -12,6 +12,8 @@ std::uint32_t zvEventSink::flush(std::uint32_t) {
     return ZVEVENT_OK;
 }
 
+void zvEventSink::hand_over() {}
+
 zvevent::SinkFailure zvEventSink::LastFailure() const {
     const std::scoped_lock lock(failure_mutex_);
     return failure_;

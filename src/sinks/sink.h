@@ -36,6 +36,10 @@ public:
     // while the worker is in write: a sink that keeps anything locks it itself.
     virtual std::uint32_t flush(std::uint32_t timeout_ms);
 
+    // Hands on what the sink has collected: nothing is queued, and the worker, which calls this, is
+    // about to sleep. What does not go now may wait for the next event or flush.
+    virtual void hand_over();
+
     // Whether the event reaches the sink's minimum severity: what write asks first, and whoever
     // counts what was not written. Any thread.
     bool Admits(const zvEventNormalizedEvent& event) const {

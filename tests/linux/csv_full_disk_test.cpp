@@ -1,12 +1,14 @@
 // What a CSV file looks like after the disk was full in the middle of a row: a size limit of the
 // process stands in for the disk.
+#include "sinks/csv_file.h"
+
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-
-#include <utility>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "format/csv_row.h"
-#include "sinks/csv_sink.h"
 #include "support/sample_event.h"
 #include "support/temp_directory.h"
 
@@ -20,44 +22,57 @@ void LimitFileSize(rlim_t bytes) {
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-TEST(CsvFullDisk, EndsTheCutRowAndLosesOnlyWhatItReported) {
-    zvEventNormalizedEvent event = test::SampleEvent();
-    event.message = "a\nb";
-    std::string row;
-    AppendCsvRow(row, event);
-    // Cut in the header, inside a plain field, inside a quoted one, and at a row's end.
-    const std::size_t header = kCsvHeader.size(), second = header + row.size();
-    const std::pair<std::size_t, std::string> cases[] = {{header / 2, ""},
-                                                         {second + row.find("raise"), "\n"},
-                                                         {second + row.find("a\nb") + 2, "\"\n"},
-                                                         {second + row.size(), ""}};
-    for (const bool each : {true, false}) {
-        for (const auto& [cut, end] : cases) {
+TEST(CsvFullDisk, LeavesNoPieceOfARowAndLosesOnlyWhatItReported) {
+    struct {
+        bool at_once;
+        std::size_t padding;  // so much that every row is handed over as it comes
+        std::string text;
+    } const modes[] = {{true, 0, "Unable to flush zvEvent CSV row: "},
+                       {false, 16 * 1024, "Unable to write zvEvent CSV row: "},
+                       {false, 0, "Unable to flush zvEvent CSV file: "}};
+    for (const auto& [at_once, padding, text] : modes) {
+        zvEventNormalizedEvent event = test::SampleEvent();
+        event.message = "a\nb" + std::string(padding, 'x');
+        std::string row;
+        AppendCsvRow(row, event);
+        // Cut in the header, inside a plain field, inside a quoted one, and at a row's end.
+        const std::size_t header = kCsvHeader.size(), second = header + row.size();
+        for (const std::size_t cut : {header / 2, second + row.find("raise"),
+                                      second + row.find("a\nb") + 2, second + row.size()}) {
             const test::TempDirectory directory;
-            zvEventSinkConfig config;
-            config.csv.path = directory.File("e.csv");
-            config.csv.flush_each_event = each;
             LimitFileSize(cut);
-            zvEventCsvSink sink(config);
-            std::size_t accepted = 0;
+            CsvFile file(directory.File("e.csv"));
+            std::string expected(kCsvHeader), error;
             for (int i = 0; i < 3; ++i)
-                accepted += sink.write(event, nullptr) == ZVEVENT_OK;
-            if (!each) sink.flush(0);
-            EXPECT_EQ(sink.LastError().starts_with("Unable to write zvEvent CSV header: "),
-                      cut < header);
+                if (file.Write(event, at_once, error)) expected += row;
+            file.Flush(0, error);
+            EXPECT_EQ(error, (cut > header ? text : "Unable to write zvEvent CSV header: ") +
+                                 directory.File("e.csv"));
+            EXPECT_EQ(directory.Read("e.csv").size() % row.size(), cut > header ? header : 0);
             LimitFileSize(RLIM_INFINITY);
-            EXPECT_EQ(sink.write(event, nullptr), ZVEVENT_OK);
-            EXPECT_EQ(sink.flush(0), ZVEVENT_OK);
-            // All of what was accepted, and between it the piece of a row that was not.
-            const std::string whole =
-                std::string(kCsvHeader).append(row).append(row).substr(0, cut);
-            std::string expected = cut < header ? std::string(kCsvHeader) : whole + end;
-            for (std::size_t i = cut < header ? 0 : (whole.size() - header) / row.size();
-                 i <= accepted; ++i)
-                expected += row;
-            EXPECT_EQ(directory.Read("e.csv"), expected) << each << " " << cut;
+            EXPECT_TRUE(file.Write(event, at_once, error) && file.Flush(0, error));
+            EXPECT_EQ(directory.Read("e.csv"), expected + row) << text << cut;
         }
     }
+}
+
+// What cannot be taken back: here out of a pipe that is full.
+TEST(CsvFullDisk, EndsACutRowBeforeTheNext) {
+    const test::TempDirectory directory;
+    const std::string path = directory.File("pipe");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int pipe = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    CsvFile file(path);
+    zvEventNormalizedEvent event = test::SampleEvent();
+    event.message = "\n" + std::string(100'000, 'x');
+    std::string error, bytes(event.message), row = "\"\n";
+    EXPECT_FALSE(file.Write(event, true, error));
+    EXPECT_LT(read(pipe, bytes.data(), bytes.size()), 100'000);
+    EXPECT_TRUE(file.Write(test::SampleEvent(), true, error));
+    AppendCsvRow(row, test::SampleEvent());
+    bytes.resize(static_cast<std::size_t>(read(pipe, bytes.data(), bytes.size())));
+    EXPECT_EQ(bytes, row);
+    close(pipe);
 }
 
 }  // namespace
