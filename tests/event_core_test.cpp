@@ -25,12 +25,14 @@ struct Recorder final : Dispatcher {
         *fallbacks = event.message == "fall back" ? 1 : 0;
         return *failures == 0 ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
     }
+    void HandOver() override { ++hand_overs; }
     std::uint32_t Flush(std::uint32_t) override {
         ++flushes;
         return flush_result;
     }
 
     test::Gate gate;
+    std::atomic<int> hand_overs = 0;
     // Written by the worker; read when the core has drained or stopped.
     std::string messages;
     std::size_t bytes = 0;
@@ -188,6 +190,19 @@ TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
     EXPECT_EQ(Delivered(), "throw fail fall back fine ");
     EXPECT_EQ(core_.Statistics().delivery_failures, 3U);
     EXPECT_EQ(core_.Statistics().fallback_deliveries, 1U);
+}
+
+TEST_F(EventCoreTest, LetsTheOutputsHandOverOnceBeforeItSleeps) {
+    ASSERT_EQ(core_.Start(ConfigOf(16)), ZVEVENT_OK);
+    for (int rounds = 1; rounds <= 3; ++rounds) {
+        HoldTheWorker();
+        for (int i = 0; i < 9; ++i)
+            Enqueue("m");
+        EXPECT_EQ(recorder_.hand_overs, rounds - 1);
+        Delivered();
+        while (recorder_.hand_overs != rounds)
+            std::this_thread::yield();
+    }
 }
 
 // What one stop leaves behind must not reach the next run: alert state, queue, counts.

@@ -14,6 +14,7 @@ namespace zvevent {
 namespace {
 
 std::string journal;  // what the fake sinks were asked to do
+std::function<void()> during_write = [] {};
 
 // Writes its configured name into the journal; the name says how it fails.
 struct FakeSink final : zvEventSink {
@@ -21,9 +22,11 @@ struct FakeSink final : zvEventSink {
     std::uint32_t write(const zvEventNormalizedEvent&, std::uint64_t* fallbacks) override {
         if (name == "falls back") ++*fallbacks;
         if (name == "fails") Fail("could not");
+        during_write();
         return Act("write");
     }
     std::uint32_t flush(std::uint32_t ms) override { return Act("flush" + std::to_string(ms)); }
+    void hand_over() override { Act("hand over"); }
     std::uint32_t Act(const std::string& what) const {
         journal += what + " " + name + ";";
         if (name == "throws") throw std::runtime_error("x");
@@ -113,6 +116,24 @@ TEST(SinkSet, KeepsTheOldSinksWhenAReloadFails) {
     EXPECT_EQ(sinks.ShutDown(), ZVEVENT_OK);
     EXPECT_EQ(sinks.Dispatch(test::SampleEvent(), nullptr, nullptr), ZVEVENT_OK);
     EXPECT_EQ(Journal(), "write old;");
+}
+
+// Who flushes is told of all that was written before, also by sinks that a reload replaces.
+TEST(SinkSet, FlushesReplacedSinksUntilTheySucceed) {
+    SinkSet sinks(FakeFactory);
+    ASSERT_EQ(sinks.Initialize(ConfigOf({"fails"})), ZVEVENT_OK);
+    ASSERT_EQ(sinks.Reload(ConfigOf({"old"})), ZVEVENT_OK);
+    EXPECT_EQ(Journal(), "flush1000 fails;");
+    EXPECT_EQ(sinks.Flush(7), ZVEVENT_E_FAILURE);
+    EXPECT_EQ(Journal(), "flush7 fails;flush7 old;");
+    during_write = [&] { EXPECT_EQ(sinks.Reload(ConfigOf({"new"})), ZVEVENT_OK); };
+    sinks.Dispatch(test::SampleEvent(), nullptr, nullptr);
+    during_write = [] {};
+    EXPECT_EQ(Journal(), "flush1000 fails;write old;") << "no wait for a sink that is writing";
+    sinks.HandOver();
+    EXPECT_EQ(Journal(), "flush1000 fails;flush1000 old;hand over new;");
+    EXPECT_EQ(sinks.Flush(7), ZVEVENT_E_FAILURE);
+    EXPECT_EQ(Journal(), "flush7 fails;flush7 new;");
 }
 
 // A callback that notes its name, and acts on the registry as the test says.

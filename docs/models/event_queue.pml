@@ -390,12 +390,14 @@ inline Took() {
     Becomes(event, queued, in_hand);
     assert(event != 1 || fate[0] != queued); /* one producer's events keep their order */
     in_flight = 1;
+    idle_told = 0;
     taken_since_rest = 1
 }
 
 proctype Worker() {
     byte event = NO_EVENT;
     bit taken_since_rest;
+    bit idle_told = 1;
     bit done;
 
 take:
@@ -436,7 +438,7 @@ take:
 #endif
         if /* enough events to linger? How many that is, is left open. */
         :: taken_since_rest -> taken_since_rest = 0; goto rest_linger
-        :: taken_since_rest = 0; goto rest_sleep
+        :: taken_since_rest = 0; goto rest_idle
         fi
     };
 
@@ -468,6 +470,18 @@ rest_linger:
     :: true /* the time is over; a ring stays, or comes later */
     fi;
     atomic { lingering = 0; goto take };
+
+rest_idle:
+    atomic {
+        if
+        :: idle_told -> goto rest_sleep
+        :: else -> idle_told = 1
+        fi
+    };
+#ifdef RESTS_UNDER_TAKE_LOCK
+    take_mutex = 0;
+#endif
+    goto take; /* once the outputs have handed over */
 
 rest_sleep:
 #ifdef DECIDES_WITHOUT_LOCK
@@ -517,6 +531,7 @@ ended: /* WorkerEnded, and the thread's end */
         assert(!done || DEPTH == 0);
         done = 0;
         taken_since_rest = 0;
+        idle_told = 0;
         accepting = 0;
         in_flight = 0;
         worker_ended = 1;

@@ -17,6 +17,10 @@ public:
     virtual std::uint32_t Dispatch(const zvEventNormalizedEvent& event, std::uint64_t* failures,
                                    std::uint64_t* fallbacks) = 0;
 
+    // Lets the outputs hand on what they have collected. Worker only, when the queue has run empty
+    // and it is about to sleep.
+    virtual void HandOver() = 0;
+
     // Writes out what the outputs hold back, each within timeout_ms. Any thread but the worker.
     virtual std::uint32_t Flush(std::uint32_t timeout_ms) = 0;
 };

@@ -168,6 +168,9 @@ void EventCore::Run() {
             case EventQueue::Taken::kLost:
                 Count(delivery_failures_);
                 break;
+            case EventQueue::Taken::kIdle:
+                Contain([this] { dispatcher_.HandOver(); });
+                break;
             case EventQueue::Taken::kStopped:
                 return;
         }

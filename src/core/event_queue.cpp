@@ -175,11 +175,19 @@ EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
             in_flight_ = false;
             if (ring_.Depth() != 0) {
                 ++taken_since_rest_;
+                idle_told_ = false;
                 return TakeNext(event, std::move(lock));
             }
             if (drain_waiters_ != 0) drained_.notify_all();
         }
-        if (!Rest()) return Taken::kStopped;
+        switch (Rest()) {
+            case Rested::kLookAgain:
+                break;
+            case Rested::kIdle:
+                return Taken::kIdle;
+            case Rested::kStopped:
+                return Taken::kStopped;
+        }
     }
 }
 
@@ -253,25 +261,26 @@ PackedEvent::Block EventQueue::LargeBlockOf(PackedEvent& slot) {
     return slot.Release();
 }
 
-// Nothing is queued: linger or sleep. Returns false when the worker is to end.
-bool EventQueue::Rest() {
+// Nothing is queued: linger, or sleep, once the worker knows that it is about to.
+EventQueue::Rested EventQueue::Rest() {
     if (std::exchange(taken_since_rest_, 0) >= kWorthLingering) {
         lingering_.store(true, std::memory_order_relaxed);
         // Who saw no lingering worker did not ring: look once more at what it queued.
         if (ring_.Depth() == 0) bell_.WaitFor(kLinger);
         lingering_.store(false, std::memory_order_relaxed);
-        return true;
+        return Rested::kLookAgain;
     }
+    if (!std::exchange(idle_told_, true)) return Rested::kIdle;
     {
         // Decided under the producers' lock: an event is queued either before, and seen here, or
         // after, and then rings.
         const std::scoped_lock lock(producers_mutex_);
-        if (ring_.Depth() != 0) return true;
-        if (stop_requested_) return false;
+        if (ring_.Depth() != 0) return Rested::kLookAgain;
+        if (stop_requested_) return Rested::kStopped;
         asleep_ = true;
     }
     bell_.Wait();
-    return true;
+    return Rested::kLookAgain;
 }
 
 }  // namespace zvevent

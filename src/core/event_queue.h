@@ -30,7 +30,7 @@ public:
         kDropped,           // full, the event is lost
         kRefused,           // not accepting
     };
-    enum class Taken { kEvent, kLost, kStopped };
+    enum class Taken { kEvent, kLost, kIdle, kStopped };
 
     EventQueue() = default;
     EventQueue(const EventQueue&) = delete;
@@ -78,8 +78,8 @@ public:
     // --- Worker only ---
 
     // Counts the event taken before as finished and takes the next one, sleeping until there is
-    // one. kLost: there was no memory to unpack an event, which is gone. kStopped: a stop was
-    // requested and nothing is queued.
+    // one. kLost: there was no memory to unpack an event, which is gone. kIdle: nothing is queued,
+    // told once before the worker sleeps. kStopped: a stop was requested and nothing is queued.
     Taken Take(zvEventNormalizedEvent& event);
 
     // The worker ends, whatever the reason: nothing is in its hand any longer, who waits for the
@@ -99,7 +99,8 @@ private:
     Taken TakeNext(zvEventNormalizedEvent& event, std::unique_lock<std::mutex> lock);
     PackedEvent::Block LargeBlockOf(PackedEvent& slot);
 
-    bool Rest();
+    enum class Rested { kLookAgain, kIdle, kStopped };
+    Rested Rest();
 
     EventRing ring_;  // its filling side under producers_mutex_, its taking side under take_mutex_
 
@@ -121,6 +122,7 @@ private:
     alignas(64) std::atomic<bool> lingering_{false};
     std::atomic<std::size_t> own_block_bytes_{0};  // held by all slots for large events
     std::uint32_t taken_since_rest_ = 0;           // worker only
+    bool idle_told_ = true;                        // worker only: no event came since kIdle
     WakeEvent bell_;
 };
 

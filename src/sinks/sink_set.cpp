@@ -12,6 +12,13 @@ namespace zvevent {
 
 namespace {
 
+// For the lock of an output that a reload or the worker flushes once it is replaced.
+constexpr std::uint32_t kRetireMs = 1000;
+
+// Each keeps its outputs' files and sockets; more than this come together only when as many reloads
+// in a row find outputs that cannot write.
+constexpr std::size_t kMostRetired = 16;
+
 // The outputs of the sinks; one that takes the place of another of its name goes on counting.
 std::vector<Output> OutputsOf(std::vector<zvEventSinkPtr> sinks,
                               const std::vector<Output>& former) {
@@ -29,6 +36,17 @@ std::vector<Output> OutputsOf(std::vector<zvEventSinkPtr> sinks,
         }
     }
     return outputs;
+}
+
+// Every output gets the whole time. Returns whether all succeeded.
+bool FlushAll(const std::vector<Output>& outputs, std::uint32_t timeout_ms) {
+    bool all_flushed = true;
+    for (const auto& [sink, counts] : outputs) {
+        std::uint32_t flushed = ZVEVENT_E_FAILURE;
+        Contain([&] { flushed = sink->flush(timeout_ms); });
+        if (flushed != ZVEVENT_OK) all_flushed = false;
+    }
+    return all_flushed;
 }
 
 }  // namespace
@@ -53,20 +71,28 @@ std::uint32_t SinkSet::Replace(const zvEventConfig& config, std::string_view def
         SetErrorText(error.empty() ? default_error : error);
         return result;
     }
-    std::shared_ptr<const OutputList> former =
+    OutputListPtr outputs =
         std::make_shared<OutputList>(OutputsOf(std::move(built), *ActiveOutputs()));
+    OutputListPtr oldest;  // goes outside the lock
     {
         const std::scoped_lock lock(sink_list_mutex_);
-        active_.swap(former);
+        if (active_ != no_outputs_) retired_.push_back(active_);
+        active_ = std::move(outputs);
+        if (retired_.size() > kMostRetired) {
+            oldest = std::move(retired_.front());
+            retired_.erase(retired_.begin());
+        }
         ClearErrorText();
     }
-    // `former` goes here, or when the delivery that still uses it ends: outside the lock.
+    FlushRetired(RetiredOutputs(), kRetireMs, Busy::kLeave);
     return ZVEVENT_OK;
 }
 
 std::uint32_t SinkSet::ShutDown() noexcept {
-    std::shared_ptr<const OutputList> former = no_outputs_;
+    OutputListPtr former = no_outputs_;
+    std::vector<OutputListPtr> retired;
     const std::scoped_lock lock(sink_list_mutex_);
+    retired_.swap(retired);
     active_.swap(former);
     callback_sink_->UnregisterAll();
     ClearErrorText();
@@ -98,23 +124,48 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
     return failed == 0 ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
 }
 
+void SinkSet::HandOver() {
+    FlushRetired(RetiredOutputs(), kRetireMs, Busy::kLeave);
+    const auto outputs = ActiveOutputs();
+    for (const auto& [sink, counts] : *outputs)
+        Contain([&] { sink->hand_over(); });
+}
+
 // Also when the process ends, perhaps with a lock that is held for good: waits for none without a
 // limit.
 std::uint32_t SinkSet::Flush(std::uint32_t timeout_ms) {
-    std::uint32_t result = ZVEVENT_OK;
     std::unique_lock lock(sink_list_mutex_, std::defer_lock);
     if (!LockWithin(lock, kBriefLock)) return ZVEVENT_E_FAILURE;
+    const auto retired = retired_;
     const auto outputs = active_;
     lock.unlock();
-    for (const auto& [sink, counts] : *outputs) {
-        std::uint32_t flushed = ZVEVENT_E_FAILURE;
-        Contain([&] { flushed = sink->flush(timeout_ms); });
-        if (flushed == ZVEVENT_OK) continue;
-        result = ZVEVENT_E_FAILURE;
+    bool flushed = FlushRetired(retired, timeout_ms, Busy::kFlush);
+    if (!FlushAll(*outputs, timeout_ms)) flushed = false;
+    if (!flushed) {
         SetErrorText("zvEvent sink flush failed");
+        return ZVEVENT_E_FAILURE;
     }
-    if (result == ZVEVENT_OK) ClearErrorText();
-    return result;
+    ClearErrorText();
+    return ZVEVENT_OK;
+}
+
+// Flushes the lists that were replaced, and lets go of those that are then done: flushed, and no
+// longer in a delivery that may add to them. One that still is can be left to the worker, which
+// comes back here before it sleeps: whoever reloads does not wait for a write.
+bool SinkSet::FlushRetired(const std::vector<OutputListPtr>& retired, std::uint32_t timeout_ms,
+                           Busy busy) {
+    bool all_flushed = true;
+    for (const OutputListPtr& list : retired) {
+        // Here and in retired_, once no delivery has it any more; none can take it up again.
+        const bool in_use = list.use_count() > 2;
+        if (in_use && busy == Busy::kLeave) continue;
+        const bool flushed = FlushAll(*list, timeout_ms);
+        all_flushed = all_flushed && flushed;
+        if (!flushed || in_use) continue;
+        std::unique_lock lock(sink_list_mutex_, std::defer_lock);
+        if (LockWithin(lock, kBriefLock)) std::erase(retired_, list);
+    }
+    return all_flushed;
 }
 
 std::vector<OutputStatus> SinkSet::Status() {
@@ -130,9 +181,14 @@ std::string SinkSet::ErrorText(std::string_view absent) {
     return error_text_.empty() ? std::string(absent) : error_text_;
 }
 
-std::shared_ptr<const SinkSet::OutputList> SinkSet::ActiveOutputs() {
+SinkSet::OutputListPtr SinkSet::ActiveOutputs() {
     const std::scoped_lock lock(sink_list_mutex_);
     return active_;
+}
+
+std::vector<SinkSet::OutputListPtr> SinkSet::RetiredOutputs() {
+    const std::scoped_lock lock(sink_list_mutex_);
+    return retired_;
 }
 
 void SinkSet::SetErrorText(std::string_view text) {

@@ -42,6 +42,8 @@ public:
     std::uint32_t Dispatch(const zvEventNormalizedEvent& event, std::uint64_t* failures,
                            std::uint64_t* fallbacks) override;
 
+    void HandOver() override;
+
     // Every sink gets the whole timeout_ms.
     std::uint32_t Flush(std::uint32_t timeout_ms) override;
 
@@ -61,9 +63,14 @@ public:
 
 private:
     using OutputList = std::vector<Output>;
+    using OutputListPtr = std::shared_ptr<const OutputList>;
 
     std::uint32_t Replace(const zvEventConfig& config, std::string_view default_error);
-    std::shared_ptr<const OutputList> ActiveOutputs();
+    OutputListPtr ActiveOutputs();
+    std::vector<OutputListPtr> RetiredOutputs();
+    enum class Busy { kFlush, kLeave };
+    bool FlushRetired(const std::vector<OutputListPtr>& retired, std::uint32_t timeout_ms,
+                      Busy busy);
     void SetErrorText(std::string_view text);
     void ClearErrorText() noexcept;
 
@@ -71,10 +78,12 @@ private:
     const std::shared_ptr<zvEventCallbackSink> callback_sink_ =
         std::make_shared<zvEventCallbackSink>();
 
-    const std::shared_ptr<const OutputList> no_outputs_ = std::make_shared<OutputList>();
+    const OutputListPtr no_outputs_ = std::make_shared<OutputList>();
     std::mutex sink_list_mutex_;
     // Guarded by sink_list_mutex_. A list is never changed, only replaced.
-    std::shared_ptr<const OutputList> active_ = no_outputs_;
+    OutputListPtr active_ = no_outputs_;
+    // What reloads replaced and a delivery still uses, or could not be flushed since.
+    std::vector<OutputListPtr> retired_;
 
     std::atomic<Clock> clock_{nullptr};
 
