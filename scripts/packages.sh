@@ -7,7 +7,7 @@ clang_packages=(clang)
 check_packages=(clang clang-format gcc spin)
 tidy_packages=(clang-tidy)
 peer_packages=(python3 python3-jsonschema rsyslog snmp snmptrapd smitools prometheus-alertmanager
-    nginx-light openssl)
+    nginx-light openssl logrotate)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
 
 installed() {

@@ -1,0 +1,53 @@
+"""logrotate on the CSV file of a running program, with the configurations that docs/csv.md shows."""
+import csv
+import os
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import peers
+
+LOGROTATE = shutil.which("logrotate", path=os.environ["PATH"] + ":/usr/sbin")
+if LOGROTATE is None:
+    sys.exit(77)
+PAGE = os.path.join(os.path.dirname(__file__), "../../docs/csv.md")
+
+
+def numbers(path):
+    """The events in a file that begins with a header."""
+    if not os.path.exists(path) or os.path.getsize(path) == 0:
+        return []
+    with open(path, encoding="utf-8", newline="") as file:
+        return [row["event_id"] for row in csv.DictReader(file, strict=True)]
+
+
+def rotate(directory, configuration):
+    log, config, conf = (os.path.join(directory, n) for n in ("events.csv", "events.xml", "conf"))
+    with open(conf, "w", encoding="utf-8") as file:
+        file.write(configuration.replace("/var/log/my-app/events.csv", log))
+    prefix = os.environ.get("ZVEVENT_PATH_PREFIX", "")
+    with open(config, "w", encoding="utf-8") as file:
+        file.write(peers.config(csv={"path": prefix + log}))
+    command = shlex.split(os.environ["ZVEVENT_EMIT"]) + [prefix + config]
+    with subprocess.Popen(command, stdin=subprocess.PIPE) as emitter:
+        for first in 10, 20:
+            events = [str(first), str(first + 1)]
+            emitter.stdin.write(peers.lines({"event_id": e, "severity": 1, "source_id": "s",
+                                             "message": "m"} for e in events))
+            emitter.stdin.flush()
+            peers.wait_for(lambda: numbers(log) == events, f"{events} in the file")
+            subprocess.run([LOGROTATE, "-f", "-s", conf + ".state", conf], check=True)
+            assert numbers(log + ".1") == events
+        emitter.stdin.close()
+        assert emitter.wait(peers.DEADLINE_S) == 0
+
+
+with open(PAGE, encoding="utf-8") as page:
+    found = re.findall(r"```\n(/var/log.*?)```", page.read(), re.DOTALL)
+assert len(found) == 2
+for example in found:
+    with tempfile.TemporaryDirectory() as folder:
+        rotate(folder, example)
