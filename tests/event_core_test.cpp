@@ -93,9 +93,12 @@ TEST_F(EventCoreTest, FiltersThenDropsTheNewestOfAFullQueue) {
     ASSERT_EQ(core_.Reload(ConfigOf(9, zvEventDropPolicy::drop_newest, 0, false)), ZVEVENT_OK);
     EXPECT_EQ(Enqueue("disabled"), ZVEVENT_OK);
     EXPECT_EQ(Delivered(), "held a b ");
-    EXPECT_EQ(core_.Statistics().received, 6U);
-    EXPECT_EQ(core_.Statistics().processed, 3U);
-    EXPECT_EQ(core_.Statistics().dropped, 3U);
+    const CoreStatistics statistics = core_.Statistics();
+    EXPECT_EQ(statistics.received, 6U);
+    EXPECT_EQ(statistics.processed, 3U);
+    EXPECT_EQ(statistics.dropped, (DroppedEvents{.filtered = 2, .full = 1}));
+    EXPECT_EQ(statistics.queue_capacity, 9U);
+    EXPECT_EQ(statistics.queue_high_water, 2U);
 }
 
 // Evictions while the ring has wrapped and grown, against a model of the policy: the oldest debug
@@ -120,7 +123,7 @@ TEST_F(EventCoreTest, EvictsExactlyLikeTheModel) {
         for (const auto& entry : model)
             expected += entry.second + " ";
         ASSERT_EQ(Delivered(), expected);
-        EXPECT_EQ(core_.Statistics().dropped, round * 300);
+        EXPECT_EQ(core_.Statistics().dropped.Total(), round * 300);
     }
 }
 
@@ -132,7 +135,8 @@ TEST_F(EventCoreTest, TrimsTheQueueAtReload) {
         Enqueue(std::to_string(i), severities[i]);
     EXPECT_EQ(core_.Reload(ConfigOf(5)), ZVEVENT_OK);  // loses 5
     EXPECT_EQ(core_.Reload(ConfigOf(2, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
-    EXPECT_EQ(core_.Statistics().dropped, 4U);  // 1 and 3 by their severity, then 4
+    EXPECT_EQ(core_.Statistics().dropped.purged, 4U);  // 1 and 3 by their severity, then 4
+    EXPECT_EQ(core_.Statistics().queue_high_water, 6U);
     EXPECT_EQ(core_.Reload(ConfigOf(3, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
     Enqueue("6", zvEventSeverityError);
     Enqueue("7", zvEventSeverityError);  // full; all is searched in vain
@@ -190,6 +194,62 @@ TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
     EXPECT_EQ(Delivered(), "throw fail fall back fine ");
     EXPECT_EQ(core_.Statistics().delivery_failures, 3U);
     EXPECT_EQ(core_.Statistics().fallback_deliveries, 1U);
+    EventView huge;
+    huge.details_json = {"", std::size_t{5} << 30};  // refused before it is read
+    EXPECT_THROW(core_.Enqueue(huge), std::length_error);
+    EXPECT_EQ(core_.Statistics().received, 5U);
+    EXPECT_EQ(core_.Statistics().dropped, (DroppedEvents{.memory = 1}));
+}
+
+// Every snapshot adds up while events are filtered, dropped, evicted, trimmed, held back, delivered
+// and, at last, purged.
+TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
+    const auto first = zvEventDropPolicy::drop_debug_info_first;
+    ASSERT_EQ(core_.Start(ConfigOf(64, first, 1)), ZVEVENT_OK);
+    std::atomic<bool> enough{false};
+    std::vector<std::thread> threads;
+    for (const char* action : {"", "raise", "clear"}) {
+        threads.emplace_back([this, &enough, action] {
+            EventView event;
+            event.action = action;
+            for (event.utc_ns = 1; !enough; ++event.utc_ns) {
+                event.severity = event.utc_ns % 4;
+                EXPECT_EQ(core_.Enqueue(event), ZVEVENT_OK);
+            }
+        });
+    }
+    threads.emplace_back([this, &enough, first] {
+        for (std::uint32_t size = 1; !enough; size = size % 64 + 1)
+            core_.Reload(ConfigOf(size, size % 2 != 0 ? first : zvEventDropPolicy::drop_newest, 1));
+    });
+    const auto given_up = std::chrono::steady_clock::now() + test::kPatience;
+    int snapshots = 0;
+    const auto look = [&] {
+        const CoreStatistics now = core_.Statistics();
+        EXPECT_EQ(now.received, now.processed + now.queued + now.in_hand + now.dropped.Total());
+        EXPECT_LE(now.queued, now.queue_high_water);
+        ++snapshots;
+        return now;
+    };
+    DroppedEvents seen;
+    const auto every_reason = [&seen] {
+        return seen.filtered * seen.full * seen.evicted * seen.purged * seen.suppressed != 0;
+    };
+    while ((snapshots < 5000 || !every_reason()) && std::chrono::steady_clock::now() < given_up)
+        seen = look().dropped;
+    EXPECT_TRUE(every_reason());
+    enough = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    ASSERT_EQ(core_.WaitUntilDrained(0), ZVEVENT_OK);
+    HoldTheWorker();
+    Enqueue("left");
+    std::thread stop([this] { core_.Stop(1); });
+    while (look().queued != 0)
+        std::this_thread::yield();  // purged
+    recorder_.gate.Set(true);
+    stop.join();
+    EXPECT_EQ(look().in_hand, 0U);
 }
 
 TEST_F(EventCoreTest, LetsTheOutputsHandOverOnceBeforeItSleeps) {
@@ -221,6 +281,8 @@ TEST_F(EventCoreTest, StopDrainsFlushesAndRefuses) {
         EXPECT_EQ(core_.Statistics().received, 0U);
         EXPECT_EQ(core_.Enqueue(raise), ZVEVENT_OK);
         EXPECT_EQ(core_.Enqueue(raise), ZVEVENT_OK);
+        EXPECT_EQ(core_.WaitUntilDrained(0), ZVEVENT_OK);
+        EXPECT_EQ(core_.Statistics().active_alerts, 1U);
         recorder_.flush_result = run == 3 ? ZVEVENT_E_FAILURE : ZVEVENT_OK;
         EXPECT_EQ(core_.Stop(5000), recorder_.flush_result);
         EXPECT_EQ(recorder_.flushes, run);
@@ -235,7 +297,7 @@ TEST_F(EventCoreTest, StopDiscardsWhatItCannotDeliverInTime) {
     Enqueue("b");
     EXPECT_EQ(core_.WaitUntilDrained(1), ZVEVENT_E_FAILURE);
     std::thread stop([this] { EXPECT_EQ(core_.Stop(1), ZVEVENT_E_FAILURE); });
-    while (core_.Statistics().dropped != 2)
+    while (core_.Statistics().dropped.purged != 2)
         std::this_thread::yield();  // purged
     recorder_.gate.Set(true);
     stop.join();

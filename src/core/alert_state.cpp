@@ -39,6 +39,11 @@ void AlertState::Clear() {
     alerts_.clear();
 }
 
+std::size_t AlertState::ActiveCount() const {
+    const std::scoped_lock lock(mutex_);
+    return alerts_.size();
+}
+
 std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) {
     if (event == nullptr || forward == nullptr) return ZVEVENT_E_INVALID_ARGUMENT;
     *forward = true;

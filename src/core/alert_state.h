@@ -4,6 +4,7 @@
 // Process runs on the worker; Configure and Clear on the thread that starts, stops or reloads.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -20,6 +21,8 @@ public:
     void Configure(const zvEventConfig& config);
 
     void Clear();
+
+    std::size_t ActiveCount() const;
 
     // Passes one event through the table. May rewrite event->action and sets *forward to whether
     // the event goes on. Returns ZVEVENT_OK, or ZVEVENT_E_INVALID_ARGUMENT for a null pointer.
@@ -39,7 +42,7 @@ private:
     void BuildKey(const zvEventNormalizedEvent& event);
     void BuildFingerprint(const zvEventNormalizedEvent& event);
 
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     // Guarded by mutex_:
     bool active_ = true;
     bool send_clear_ = true;

@@ -68,7 +68,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
     if (result == ZVEVENT_OK) {
         result = FlushOutputs(timeout_ms);
     } else {
-        Count(dropped_later_, queue_.Purge());
+        queue_.Purge();
         StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
@@ -104,7 +104,7 @@ std::uint32_t EventCore::Reload(Config config) {
     if (gate_.load() == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
     gate_.store(GateOf(*config));
     alert_state_.Configure(*config);
-    Count(dropped_later_, queue_.Reconfigure(config->queue_size, config->drop_policy));
+    queue_.Reconfigure(config->queue_size, config->drop_policy);
     config_ = std::move(config);
     return ZVEVENT_OK;
 }
@@ -116,22 +116,16 @@ std::uint32_t EventCore::WaitUntilDrained(std::uint32_t timeout_ms) {
 std::uint32_t EventCore::Enqueue(const EventView& event) {
     const std::uint32_t gate = gate_.load(std::memory_order_relaxed);
     if (gate == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
-    Count(received_);
     if (event.severity < gate) {
-        Count(dropped_on_submit_);
+        Count(filtered_);
         return ZVEVENT_OK;
     }
-    switch (queue_.Push(event)) {
-        case EventQueue::Pushed::kQueued:
-            break;
-        case EventQueue::Pushed::kQueuedByEviction:
-        case EventQueue::Pushed::kDropped:
-            Count(dropped_on_submit_);
-            break;
-        case EventQueue::Pushed::kRefused:
-            return ZVEVENT_E_NOT_INITIALIZED;
+    try {
+        return queue_.Push(event) ? ZVEVENT_OK : ZVEVENT_E_NOT_INITIALIZED;
+    } catch (...) {
+        Count(lost_on_submit_);
+        throw;
     }
-    return ZVEVENT_OK;
 }
 
 bool EventCore::IsRunning() const {
@@ -139,8 +133,15 @@ bool EventCore::IsRunning() const {
 }
 
 CoreStatistics EventCore::Statistics() const {
-    return {received_.load(), processed_.load(), dropped_on_submit_.load() + dropped_later_.load(),
-            delivery_failures_.load(), fallback_deliveries_.load()};
+    CoreStatistics statistics;
+    statistics.dropped.filtered = filtered_.load();
+    statistics.dropped.memory = lost_on_submit_.load();
+    statistics.received = statistics.dropped.filtered + statistics.dropped.memory;
+    queue_.AddTo(statistics);
+    statistics.delivery_failures = delivery_failures_.load();
+    statistics.fallback_deliveries = fallback_deliveries_.load();
+    statistics.active_alerts = alert_state_.ActiveCount();
+    return statistics;
 }
 
 bool EventCore::OnWorkerThread() {
@@ -159,13 +160,15 @@ void EventCore::Run() {
     } const ending{queue_};
     on_worker_thread = true;
     zvEventNormalizedEvent event;
+    auto outcome = EventQueue::Outcome::kLost;
     for (;;) {
-        switch (queue_.Take(event)) {
+        switch (queue_.Take(event, outcome)) {
             case EventQueue::Taken::kEvent:
-                Process(event);
+                outcome = Process(event);
                 ReleaseLargeTexts(event);
                 break;
             case EventQueue::Taken::kLost:
+                outcome = EventQueue::Outcome::kLost;
                 Count(delivery_failures_);
                 break;
             case EventQueue::Taken::kIdle:
@@ -177,7 +180,7 @@ void EventCore::Run() {
     }
 }
 
-void EventCore::Process(zvEventNormalizedEvent& event) {
+EventQueue::Outcome EventCore::Process(zvEventNormalizedEvent& event) {
     std::uint64_t failures = 0;
     std::uint64_t fallbacks = 0;
     bool forward = true;
@@ -189,13 +192,14 @@ void EventCore::Process(zvEventNormalizedEvent& event) {
     if (!contained) failures = 1;
     if (failures != 0) Count(delivery_failures_, failures);
     if (fallbacks != 0) Count(fallback_deliveries_, fallbacks);
-    if (dispatched) Count(processed_);
-    if (!forward) Count(dropped_later_);
+    if (dispatched) return EventQueue::Outcome::kProcessed;
+    // Without an answer from the alert state there was no memory for it.
+    return forward ? EventQueue::Outcome::kLost : EventQueue::Outcome::kSuppressed;
 }
 
 void EventCore::ResetStatistics() {
-    for (auto* counter : {&received_, &dropped_on_submit_, &processed_, &dropped_later_,
-                          &delivery_failures_, &fallback_deliveries_}) {
+    for (auto* counter :
+         {&filtered_, &lost_on_submit_, &delivery_failures_, &fallback_deliveries_}) {
         counter->store(0);
     }
 }

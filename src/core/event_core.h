@@ -13,19 +13,11 @@
 
 #include "config/config.h"
 #include "core/alert_state.h"
+#include "core/core_statistics.h"
 #include "core/dispatcher.h"
 #include "core/event_queue.h"
 
 namespace zvevent {
-
-// Counted since the last start. A snapshot: the numbers move while they are read.
-struct CoreStatistics {
-    std::uint64_t received = 0;   // submitted while the core was running
-    std::uint64_t processed = 0;  // handed to the outputs
-    std::uint64_t dropped = 0;    // filtered, no room, evicted, purged, or held back as a repeat
-    std::uint64_t delivery_failures = 0;
-    std::uint64_t fallback_deliveries = 0;
-};
 
 class EventCore {
 public:
@@ -61,6 +53,7 @@ public:
 
     bool IsRunning() const;
 
+    // A consistent snapshot. Takes the queue's locks and the alert state's, one after the other.
     CoreStatistics Statistics() const;
 
     // Whether the calling thread is a worker of the library.
@@ -72,7 +65,7 @@ public:
 private:
     std::uint32_t FlushOutputs(std::uint32_t timeout_ms);
     void Run();
-    void Process(zvEventNormalizedEvent& event);
+    EventQueue::Outcome Process(zvEventNormalizedEvent& event);
     void ResetStatistics();
 
     Dispatcher& dispatcher_;
@@ -92,12 +85,10 @@ private:
     EventQueue queue_;
     AlertState alert_state_;
 
-    // Filtered events are counted by every submitting thread without a lock, the others by the
-    // submitting threads as well but behind the queue's lock; each on a cache line of its own.
-    alignas(64) std::atomic<std::uint64_t> received_{0};
-    std::atomic<std::uint64_t> dropped_on_submit_{0};
-    alignas(64) std::atomic<std::uint64_t> processed_{0};
-    std::atomic<std::uint64_t> dropped_later_{0};
+    // Counted by the threads that see them and without a lock; the queue counts the rest under its
+    // own. The first is every submitting thread's, hence a cache line of its own.
+    alignas(64) std::atomic<std::uint64_t> filtered_{0};
+    alignas(64) std::atomic<std::uint64_t> lost_on_submit_{0};
     std::atomic<std::uint64_t> delivery_failures_{0};
     std::atomic<std::uint64_t> fallback_deliveries_{0};
 };

@@ -43,20 +43,24 @@ void EventQueue::Open(std::uint32_t capacity, zvEventDropPolicy policy) {
     asleep_ = false;
     in_flight_ = false;
     worker_ended_ = false;
+    for (std::uint64_t* count : {&accepted_, &full_, &evicted_, &processed_, &suppressed_, &lost_,
+                                 &purged_, &high_water_}) {
+        *count = 0;
+    }
 }
 
-std::uint64_t EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy) {
+void EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy) {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
     RingLingering();
     capacity_ = capacity;
     policy_ = policy;
-    if (ring_.Depth() <= capacity_) return 0;
+    if (ring_.Depth() <= capacity_) return;
     // At least one event stays queued: the queue cannot have drained by this.
     const std::uint64_t excess = ring_.Depth() - capacity_;
+    CountPurged(excess);
     const std::uint64_t evicted =
         policy_ == zvEventDropPolicy::drop_debug_info_first ? ring_.RemoveDebugOrInfo(excess) : 0;
     ring_.RemoveNewest(excess - evicted);
-    return excess;
 }
 
 void EventQueue::StopAccepting() {
@@ -64,11 +68,17 @@ void EventQueue::StopAccepting() {
     accepting_ = false;
 }
 
-std::uint64_t EventQueue::Purge() {
+void EventQueue::Purge() {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    const std::uint64_t purged = ring_.RemoveAll();
+    CountPurged(ring_.Depth());
+    ring_.RemoveAll();
     if (IsDrained()) drained_.notify_all();
-    return purged;
+}
+
+// Before they are removed.
+void EventQueue::CountPurged(std::uint64_t count) {
+    purged_ += count;
+    high_water_ = std::max<std::uint64_t>(high_water_, ring_.Depth());
 }
 
 EventQueue::ForExit EventQueue::DrainForExit(std::chrono::milliseconds time) {
@@ -89,6 +99,7 @@ EventQueue::ForExit EventQueue::DrainForExit(std::chrono::milliseconds time) {
         return ForExit::kLockHeld;
     }
     if (drained) return ForExit::kDrained;
+    CountPurged(ring_.Depth());
     ring_.RemoveAll();
     return ForExit::kPurged;
 }
@@ -112,15 +123,20 @@ void EventQueue::Close() {
     drained_.notify_all();
 }
 
-EventQueue::Pushed EventQueue::Push(const EventView& event) {
+bool EventQueue::Push(const EventView& event) {
     const std::size_t bytes = PackedEvent::TextBytes(event);
     PackedEvent::Block block;  // of a large event; made, filled and freed outside the lock
     for (;;) {
         std::unique_lock lock(producers_mutex_);
-        if (!accepting_ || stop_requested_) return Pushed::kRefused;
+        if (!accepting_ || stop_requested_) return false;
         const bool full = ring_.Holds(capacity_);
-        if (full) RingLingering();
-        if (full && policy_ == zvEventDropPolicy::drop_newest) return Pushed::kDropped;
+        if (full) {
+            RingLingering();
+            if (policy_ == zvEventDropPolicy::drop_newest) {
+                ++full_;
+                return true;
+            }
+        }
         ProvideSlot();
         // Which slot an eviction frees is not known yet: it then counts as one without room.
         const bool fits = bytes <= PackedEvent::kInlineBytes ||
@@ -131,7 +147,10 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
             continue;
         }
         const bool evicted = full && EvictOldestDebugOrInfo();
-        if (full && !evicted && ring_.Holds(capacity_)) return Pushed::kDropped;
+        if (full && !evicted && ring_.Holds(capacity_)) {
+            ++full_;
+            return true;
+        }
 
         PackedEvent& slot = ring_.AtTail();
         if (block == nullptr) {
@@ -140,12 +159,29 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
             own_block_bytes_.fetch_add(bytes - slot.own_bytes(), std::memory_order_relaxed);
             block = slot.Pack(event, std::move(block), bytes);
         }
+        ++accepted_;
+        if (evicted) ++evicted_;
         ring_.Publish();
         const bool ring = MustRing();
         lock.unlock();
         if (ring) bell_.Ring();
-        return evicted ? Pushed::kQueuedByEviction : Pushed::kQueued;
+        return true;
     }
+}
+
+void EventQueue::AddTo(CoreStatistics& statistics) const {
+    const std::scoped_lock lock(producers_mutex_, take_mutex_);
+    statistics.received += accepted_ + full_;
+    statistics.processed += processed_;
+    statistics.queued += ring_.Depth();
+    statistics.in_hand += in_flight_ ? 1 : 0;
+    statistics.dropped.full += full_;
+    statistics.dropped.evicted += evicted_;
+    statistics.dropped.purged += purged_;
+    statistics.dropped.suppressed += suppressed_;
+    statistics.dropped.memory += lost_;
+    statistics.queue_capacity = capacity_;
+    statistics.queue_high_water = std::max<std::uint64_t>(high_water_, ring_.Depth());
 }
 
 bool EventQueue::WaitUntilDrained(std::uint32_t timeout_ms) {
@@ -168,12 +204,13 @@ bool EventQueue::WaitUntilDrained(std::uint32_t timeout_ms) {
     return drained;
 }
 
-EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
+EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event, Outcome of_the_one_before) {
     for (;;) {
         {
             std::unique_lock lock(take_mutex_);
-            in_flight_ = false;
-            if (ring_.Depth() != 0) {
+            FinishTheOneInHand(of_the_one_before);
+            if (const std::size_t depth = ring_.Depth(); depth != 0) {
+                high_water_ = std::max<std::uint64_t>(high_water_, depth);
                 ++taken_since_rest_;
                 idle_told_ = false;
                 return TakeNext(event, std::move(lock));
@@ -194,9 +231,24 @@ EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event) {
 void EventQueue::WorkerEnded() noexcept {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
     accepting_ = false;
-    in_flight_ = false;
+    FinishTheOneInHand(Outcome::kProcessed);  // a callback ended the thread
     worker_ended_ = true;
     drained_.notify_all();
+}
+
+void EventQueue::FinishTheOneInHand(Outcome outcome) {
+    if (!std::exchange(in_flight_, false)) return;
+    switch (outcome) {
+        case Outcome::kProcessed:
+            ++processed_;
+            break;
+        case Outcome::kSuppressed:
+            ++suppressed_;
+            break;
+        case Outcome::kLost:
+            ++lost_;
+            break;
+    }
 }
 
 bool EventQueue::IsDrained() const {

@@ -17,6 +17,7 @@
 #include <mutex>
 
 #include "config/config.h"
+#include "core/core_statistics.h"
 #include "core/event_ring.h"
 #include "platform/wake_event.h"
 
@@ -24,13 +25,10 @@ namespace zvevent {
 
 class EventQueue {
 public:
-    enum class Pushed {
-        kQueued,
-        kQueuedByEviction,  // an older debug or info event was dropped for it
-        kDropped,           // full, the event is lost
-        kRefused,           // not accepting
-    };
     enum class Taken { kEvent, kLost, kIdle, kStopped };
+
+    // What became of an event that the worker took.
+    enum class Outcome { kProcessed, kSuppressed, kLost };
 
     EventQueue() = default;
     EventQueue(const EventQueue&) = delete;
@@ -41,14 +39,14 @@ public:
     // Empties the queue and accepts events from now on. `capacity` is at least 1.
     void Open(std::uint32_t capacity, zvEventDropPolicy policy);
 
-    // Changes capacity and policy; returns how many queued events no longer fit and were dropped.
-    std::uint64_t Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy);
+    // Changes capacity and policy; drops what no longer fits.
+    void Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy);
 
     // From now on Push refuses.
     void StopAccepting();
 
-    // Discards what is queued and returns how many events that were.
-    std::uint64_t Purge();
+    // Discards what is queued.
+    void Purge();
 
     // Lets the worker end once nothing is queued.
     void RequestStop();
@@ -67,9 +65,14 @@ public:
 
     // --- Any thread ---
 
-    // Copies the event into the queue. One short lock; allocates only when the queue is deeper
-    // than it ever was, or the event larger than its slot has seen. May throw std::bad_alloc.
-    Pushed Push(const EventView& event);
+    // Copies the event into the queue, or drops one by the policy when that is full. One short
+    // lock; allocates only when the queue is deeper than it ever was, or the event larger than its
+    // slot has seen. Returns false when the queue accepts no events. May throw std::bad_alloc or,
+    // with texts of more than 4 GiB, std::length_error: the event is then lost and not counted.
+    bool Push(const EventView& event);
+
+    // Adds what the queue knows: every number but `filtered`, the outputs' and the alerts'.
+    void AddTo(CoreStatistics& statistics) const;
 
     // Waits until nothing is queued and nothing is in the worker's hand. timeout_ms 0 waits
     // without limit. Returns whether that was reached; it is not when the worker is gone.
@@ -77,10 +80,11 @@ public:
 
     // --- Worker only ---
 
-    // Counts the event taken before as finished and takes the next one, sleeping until there is
-    // one. kLost: there was no memory to unpack an event, which is gone. kIdle: nothing is queued,
-    // told once before the worker sleeps. kStopped: a stop was requested and nothing is queued.
-    Taken Take(zvEventNormalizedEvent& event);
+    // Counts the event taken before, if any, as finished and takes the next one, sleeping until
+    // there is one. kLost: there was no memory to unpack an event, which is gone. kIdle: nothing is
+    // queued, told once before the worker sleeps. kStopped: a stop was requested and nothing is
+    // queued.
+    Taken Take(zvEventNormalizedEvent& event, Outcome of_the_one_before);
 
     // The worker ends, whatever the reason: nothing is in its hand any longer, who waits for the
     // queue to drain must not wait for it, and Push refuses.
@@ -90,12 +94,16 @@ private:
     bool IsDrained() const;  // under take_mutex_
     void RingLingering();
 
+    // Under both mutexes:
+    void CountPurged(std::uint64_t count);
+
     // Under producers_mutex_:
     void ProvideSlot();             // takes take_mutex_ when it has to allocate
     bool EvictOldestDebugOrInfo();  // takes take_mutex_
     bool MustRing();
 
-    // Under take_mutex_, which they are given:
+    // Under take_mutex_:
+    void FinishTheOneInHand(Outcome outcome);
     Taken TakeNext(zvEventNormalizedEvent& event, std::unique_lock<std::mutex> lock);
     PackedEvent::Block LargeBlockOf(PackedEvent& slot);
 
@@ -104,19 +112,27 @@ private:
 
     EventRing ring_;  // its filling side under producers_mutex_, its taking side under take_mutex_
 
-    alignas(64) std::mutex producers_mutex_;
-    // Guarded by producers_mutex_:
+    alignas(64) mutable std::mutex producers_mutex_;
+    // Guarded by producers_mutex_. Counts are since Open, here and below.
+    std::uint64_t accepted_ = 0;
     std::uint32_t capacity_ = 1;
     zvEventDropPolicy policy_ = zvEventDropPolicy::drop_newest;
     bool accepting_ = false;
     bool stop_requested_ = false;
     bool asleep_ = false;  // the worker sleeps, or is about to, until the bell rings
+    std::uint64_t full_ = 0;
+    std::uint64_t evicted_ = 0;
 
-    alignas(64) std::mutex take_mutex_;
+    alignas(64) mutable std::mutex take_mutex_;
     // Guarded by take_mutex_:
+    std::uint64_t processed_ = 0;
+    std::uint64_t high_water_ = 0;  // the most that were queued when the worker took one
     bool in_flight_ = false;
     bool worker_ended_ = false;
     std::uint32_t drain_waiters_ = 0;
+    std::uint64_t suppressed_ = 0;
+    std::uint64_t lost_ = 0;
+    std::uint64_t purged_ = 0;
     std::condition_variable drained_;
 
     alignas(64) std::atomic<bool> lingering_{false};

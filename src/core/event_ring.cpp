@@ -93,10 +93,8 @@ void EventRing::RemoveNewest(std::uint64_t count) {
     searched_to_ = head_.load(std::memory_order_relaxed);
 }
 
-std::uint64_t EventRing::RemoveAll() {
-    const std::uint64_t removed = Depth();
+void EventRing::RemoveAll() {
     head_.store(tail_.load(std::memory_order_relaxed), std::memory_order_release);
-    return removed;
 }
 
 void EventRing::Release() {

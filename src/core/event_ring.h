@@ -73,8 +73,7 @@ public:
 
     void RemoveNewest(std::uint64_t count);
 
-    // Returns how many events were removed.
-    std::uint64_t RemoveAll();
+    void RemoveAll();
 
     // Empties the ring and gives its memory back.
     void Release();
