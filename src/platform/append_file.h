@@ -48,6 +48,9 @@ private:
     static constexpr std::intptr_t kNoHandle = -1;
     std::intptr_t handle_ = kNoHandle;
     bool alone_ = false;
+    // What the system knows the open file by, so that one look at the path is enough.
+    std::uint64_t volume_ = 0;
+    std::uint64_t file_ = 0;
 };
 
 // The bytes of a file; 0 when it cannot be opened for reading or is no ordinary file.

@@ -48,6 +48,10 @@ bool AppendFile::Open(const std::string& path) {
     // The lock is advisory and goes with the handle. A file system without locks: alone.
     alone_ = IsOpen() && (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK);
     if (IsOpen() && !alone_) flock(file, LOCK_SH | LOCK_NB);
+    struct stat status {};
+    if (IsOpen()) fstat(file, &status);
+    volume_ = status.st_dev;
+    file_ = status.st_ino;
     return IsOpen();
 }
 
@@ -85,15 +89,11 @@ bool AppendFile::TakeBack(std::size_t bytes) noexcept {
 }
 
 AppendFile::Place AppendFile::Look(const std::string& path) const {
-    struct stat open_file {};
     struct stat named {};
-    if (fstat(static_cast<int>(handle_), &open_file) != 0) return Place::kHere;
     if (::stat(path.c_str(), &named) != 0) {
         return errno == ENOENT || errno == ENOTDIR ? Place::kElsewhere : Place::kHere;
     }
-    if (named.st_dev != open_file.st_dev || named.st_ino != open_file.st_ino) {
-        return Place::kElsewhere;
-    }
+    if (named.st_dev != volume_ || named.st_ino != file_) return Place::kElsewhere;
     return S_ISREG(named.st_mode) && named.st_size == 0 ? Place::kEmptied : Place::kHere;
 }
 

@@ -55,6 +55,10 @@ LARGE_INTEGER Position(std::uint64_t offset) {
     return position;
 }
 
+std::uint64_t FileId(const BY_HANDLE_FILE_INFORMATION& info) {
+    return std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow;
+}
+
 // Locks one byte far behind the end of any file: seen by those who ask for it only. Needs a handle
 // that may read; a file system without locks says no as to one that may not.
 bool LockAlone(HANDLE file) {
@@ -79,6 +83,10 @@ bool AppendFile::Open(const std::string& path) {
         if (IsOpen() || GetLastError() != ERROR_ACCESS_DENIED) break;
     }
     alone_ = IsOpen() && LockAlone(AsHandle(handle_));
+    BY_HANDLE_FILE_INFORMATION opened{};
+    if (IsOpen()) GetFileInformationByHandle(AsHandle(handle_), &opened);
+    volume_ = opened.dwVolumeSerialNumber;
+    file_ = FileId(opened);
     return IsOpen();
 }
 
@@ -132,16 +140,8 @@ AppendFile::Place AppendFile::Look(const std::string& path) const {
                                                                               : Place::kHere;
     }
     BY_HANDLE_FILE_INFORMATION named;
-    BY_HANDLE_FILE_INFORMATION open_file;
-    if (GetFileInformationByHandle(file.get(), &named) == 0 ||
-        GetFileInformationByHandle(AsHandle(handle_), &open_file) == 0) {
-        return Place::kHere;
-    }
-    if (named.dwVolumeSerialNumber != open_file.dwVolumeSerialNumber ||
-        named.nFileIndexHigh != open_file.nFileIndexHigh ||
-        named.nFileIndexLow != open_file.nFileIndexLow) {
-        return Place::kElsewhere;
-    }
+    if (GetFileInformationByHandle(file.get(), &named) == 0) return Place::kHere;
+    if (named.dwVolumeSerialNumber != volume_ || FileId(named) != file_) return Place::kElsewhere;
     return named.nFileSizeHigh == 0 && named.nFileSizeLow == 0 ? Place::kEmptied : Place::kHere;
 }
 
