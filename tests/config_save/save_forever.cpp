@@ -13,9 +13,11 @@ int main(int, char** arguments) {
     for (int round = 0;; ++round) {
         std::string text(round % 2 == 0 ? 200'000 : 300'000, round % 2 == 0 ? 'a' : 'b');
         const zvCFGHandle tree = zvCFGOpen(arguments[1], 0);
-        if (zvCFGValueString(tree, "", "v", text.data(), nullptr, 1) != 0) return 2;
-        if (zvCFGSave(tree, 0, 1) != 0) return 3;
+        const bool set = zvCFGValueString(tree, "", "v", text.data(), nullptr, 1) == 0;
+        const bool saved = zvCFGSave(tree, 0, 1) == 0;
         zvCFGClose(tree, 1);
+        if (!set) return 2;
+        if (!saved) return 3;
         if (round == 0) std::puts("begun");
         if (round == 0) std::fflush(stdout);
     }
