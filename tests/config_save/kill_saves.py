@@ -3,6 +3,7 @@ whose files may not grow lives on, loads, and leaves nothing beside the file.
 
     kill_saves.py ROUNDS COMMAND...
 """
+import os
 import pathlib
 import random
 import re
@@ -23,15 +24,17 @@ with tempfile.TemporaryDirectory() as folder:
                                  resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100)))
         assert limited.returncode == 3, f"not loaded, or ended by a signal: {limited.returncode}"
         assert [*pathlib.Path(folder).iterdir()] == [file] and file.read_bytes() == b""
+    left = 0
     for number in range(rounds):
         with subprocess.Popen([*command, str(file)], stdout=subprocess.PIPE) as saver:
             assert saver.stdout.readline().strip() == b"begun", f"no save in round {number}"
             time.sleep(moments.uniform(0, 0.01))
+            while number % 2 and len(os.listdir(folder)) == 1 + left and saver.poll() is None:
+                pass  # every other time until a save is seen
             ended = saver.poll()
             saver.kill()
         assert ended is None, f"a save failed in round {number}"
         assert whole.fullmatch(file.read_bytes()), f"a torn file in round {number}"
-    # What the killed processes left kept none from the next save.
-    left = sum(1 for _ in pathlib.Path(folder).iterdir()) - 1
+        left = len(os.listdir(folder)) - 1  # they kept none from the next save
     assert left > 0, "no kill fell into a save"
     print(f"{rounds} kills, {left} of them within a save")
