@@ -197,6 +197,11 @@ ZVEVENT_API uint32_t zvEventInitialize(const char* config_path);
  * forked child starts with the library not initialized and without callbacks, whatever the parent
  * has. On Windows call it before you unload the library: while initialized, and for good once an
  * HTTP request was made, the library stays loaded.
+ *
+ * Destructors of global objects on Windows: one of the program's own may submit and shut down, and
+ * so may one of a DLL that is unloaded. At the end of the process every other thread is gone when a
+ * DLL's destructors run: each call that needs a lock then returns ZVEVENT_E_FAILURE at once, and
+ * what was queued is lost. Let a DLL shut down before, in a function that its program calls.
  */
 ZVEVENT_API uint32_t zvEventShutdown(void);
 

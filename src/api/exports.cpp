@@ -9,6 +9,7 @@
 #include "api/lifecycle.h"
 #include "base/last_error.h"
 #include "platform/cancellation_shield.h"
+#include "platform/process.h"
 #include "zvEvent/zvEvent.h"
 
 namespace {
@@ -20,6 +21,16 @@ using zvevent::Lifecycle;
 std::uint32_t Finish(std::uint32_t result, std::string_view error) {
     zvevent::SetLastErrorText(error);
     return result;
+}
+
+// The guard of every export that takes a lock. At the end of the process on Windows a thread that
+// is gone may have held it.
+template <typename Body>
+std::uint32_t GuardedWithLocks(const char* name, Body&& body) {
+    return Guarded(name, [&] {
+        if (zvevent::ProcessEnds()) return Finish(ZVEVENT_E_FAILURE, zvevent::kProcessEnds);
+        return body();
+    });
 }
 
 std::uint32_t CopyLastError(char* buffer, std::uint32_t buffer_size) {
@@ -37,28 +48,29 @@ std::uint32_t CopyLastError(char* buffer, std::uint32_t buffer_size) {
 
 std::uint32_t zvEventInitialize(const char* config_path) {
     const CancellationShield shield;
-    return Guarded("zvEventInitialize",
-                   [&] { return Lifecycle::Instance().Initialize(config_path); });
+    return GuardedWithLocks("zvEventInitialize",
+                            [&] { return Lifecycle::Instance().Initialize(config_path); });
 }
 
 std::uint32_t zvEventShutdown() {
     const CancellationShield shield;
-    return Guarded("zvEventShutdown", [] { return Lifecycle::Instance().Shutdown(); });
+    return GuardedWithLocks("zvEventShutdown", [] { return Lifecycle::Instance().Shutdown(); });
 }
 
 std::uint32_t zvEventReloadConfig(const char* config_path) {
     const CancellationShield shield;
-    return Guarded("zvEventReloadConfig",
-                   [&] { return Lifecycle::Instance().Reload(config_path); });
+    return GuardedWithLocks("zvEventReloadConfig",
+                            [&] { return Lifecycle::Instance().Reload(config_path); });
 }
 
 std::uint32_t zvEventFlush(std::uint32_t timeout_ms) {
     const CancellationShield shield;
-    return Guarded("zvEventFlush", [&] { return Lifecycle::Instance().Flush(timeout_ms); });
+    return GuardedWithLocks("zvEventFlush",
+                            [&] { return Lifecycle::Instance().Flush(timeout_ms); });
 }
 
 std::uint32_t zvEventSubmit(const zvEventRecord* record) {
-    return Guarded("zvEventSubmit", [&] { return Lifecycle::Instance().Submit(record); });
+    return GuardedWithLocks("zvEventSubmit", [&] { return Lifecycle::Instance().Submit(record); });
 }
 
 std::uint32_t zvEventSubmitSimple(std::uint32_t event_id, std::uint32_t severity,
@@ -76,7 +88,7 @@ std::uint32_t zvEventSubmitSimple(std::uint32_t event_id, std::uint32_t severity
 
 std::uint32_t zvEventRegisterCallback(zvEventCallback callback, void* user_data,
                                       std::uint32_t* out_id) {
-    return Guarded("zvEventRegisterCallback", [&] {
+    return GuardedWithLocks("zvEventRegisterCallback", [&] {
         if (callback == nullptr || out_id == nullptr) {
             return Finish(ZVEVENT_E_INVALID_ARGUMENT, "Invalid callback registration arguments");
         }
@@ -86,7 +98,7 @@ std::uint32_t zvEventRegisterCallback(zvEventCallback callback, void* user_data,
 }
 
 std::uint32_t zvEventUnregisterCallback(std::uint32_t callback_id) {
-    return Guarded("zvEventUnregisterCallback", [&] {
+    return GuardedWithLocks("zvEventUnregisterCallback", [&] {
         if (!Lifecycle::Instance().callbacks().Unregister(callback_id)) {
             return Finish(ZVEVENT_E_NOT_FOUND, "Callback id was not found");
         }

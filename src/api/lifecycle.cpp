@@ -98,7 +98,7 @@ std::uint32_t Lifecycle::Initialize(const char* config_path) {
     const Transition transition(transition_mutex_);
     const std::scoped_lock lock(lifecycle_mutex_);
     if (initialized_) return RefuseSecondStart();
-    if (process_ends_) return Fail(ZVEVENT_E_FAILURE, "The process is ending");
+    if (process_ends_) return Fail(ZVEVENT_E_FAILURE, kProcessEnds);
     return Start(std::move(config));
 }
 
@@ -121,7 +121,6 @@ std::uint32_t Lifecycle::Start(EventCore::Config config) {
     }
     config_path_.swap(path);
     initialized_ = true;
-    PinModule();
     DrainAtExit([] { Instance().DrainForExit(); });
     return Succeed();
 }
@@ -138,9 +137,7 @@ std::uint32_t Lifecycle::Shutdown() {
         initialized_ = false;
         config_path_.clear();
     }
-    const std::uint32_t result = Stop();
-    UnpinModule();
-    return result;
+    return Stop();
 }
 
 // Under transition_mutex_, no longer initialized.

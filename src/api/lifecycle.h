@@ -10,12 +10,16 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "base/no_destructor.h"
 #include "core/event_core.h"
 #include "sinks/sink_set.h"
 
 namespace zvevent {
+
+// The last error of a call that came too late.
+inline constexpr std::string_view kProcessEnds = "The process is ending";
 
 class Lifecycle {
 public:

@@ -56,7 +56,7 @@ std::uint32_t EventCore::Start(Config config) {
 }
 
 std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
-    std::thread worker;
+    std::unique_ptr<WorkerThread> worker;
     {
         const std::scoped_lock lock(core_mutex_);
         if (gate_.load() == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
@@ -72,7 +72,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
         StopSignal::Instance().Raise();
     }
     queue_.RequestStop();
-    worker.join();
+    worker->Join();
     {
         const std::scoped_lock lock(core_mutex_);
         config_.reset();

@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 #include "config/config.h"
 #include "core/alert_state.h"
 #include "core/core_statistics.h"
 #include "core/dispatcher.h"
 #include "core/event_queue.h"
+#include "platform/worker_thread.h"
 
 namespace zvevent {
 
@@ -80,7 +80,7 @@ private:
     std::mutex core_mutex_;
     // Guarded by core_mutex_ (gate_ is written under it too):
     Config config_;
-    std::thread worker_;
+    std::unique_ptr<WorkerThread> worker_;
 
     EventQueue queue_;
     AlertState alert_state_;

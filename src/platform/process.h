@@ -1,5 +1,5 @@
-// The process that the library is a guest in: how it ends, and that the library stays loaded as
-// long as its code may run. Called by one thread at a time.
+// The process that the library is a guest in: how it ends, forks and unloads the library. Called by
+// one thread at a time, unless a function says otherwise.
 #pragma once
 
 namespace zvevent {
@@ -14,10 +14,9 @@ void DrainAtExit(void (*drain)());
 // only.
 void InChildAfterFork(void (*renew)());
 
-// Keeps this library loaded until UnpinModule, however often the application unloads it. On POSIX
-// it is linked to stay loaded for good.
-void PinModule();
-void UnpinModule();
+// Whether the process has come so far in its end that the system has ended every other thread
+// (Windows; elsewhere that never shows). A lock that one of them held stays held then. Any thread.
+bool ProcessEnds();
 
 // Has `release` called when the application unloads this library, which it only can while nothing
 // of it runs, and goes on without it: Windows only. Not called when the process ends.

@@ -49,3 +49,6 @@ else:
     names = sorted(name for kind, name in symbols if kind != "A")
     assert names == [f"{name}@@ZVEVENT_1" for name in EXPORTS], names
     assert re.findall(r"SONAME\s+(\S+)", text) == ["libzvEvent.so.1"], text
+    # Bound at run time, a call between exports would land in another copy of the library.
+    relocations = subprocess.check_output([objdump, "-R", library], text=True)
+    assert not re.findall(r"\bzvEvent\w*|_Z\d+zvEvent\w*", relocations), relocations

@@ -32,9 +32,9 @@ void InChildAfterFork(void (*renew)()) {
     if (pthread_atfork(nullptr, nullptr, renew) != 0) throw std::bad_alloc();
 }
 
-void PinModule() {}
-
-void UnpinModule() {}
+bool ProcessEnds() {
+    return false;
+}
 
 void ReleaseAtUnload(void (*)()) {}
 

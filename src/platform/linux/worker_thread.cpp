@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <thread>
+
 #include "platform/cancellation_shield.h"
 
 namespace zvevent {
@@ -28,16 +30,26 @@ private:
     sigset_t former_;
 };
 
+class Thread final : public WorkerThread {
+public:
+    Thread(void (*body)(void*), void* context) {
+        const SignalsBlocked blocked;
+        thread_ = std::thread([body, context] {
+            const CancellationShield shield;
+            body(context);
+        });
+        pthread_setname_np(thread_.native_handle(), "zvEvent");
+    }
+    void Join() override { thread_.join(); }
+
+private:
+    std::thread thread_;
+};
+
 }  // namespace
 
-std::thread StartWorkerThread(void (*body)(void*), void* context) {
-    const SignalsBlocked blocked;
-    std::thread thread([body, context] {
-        const CancellationShield shield;
-        body(context);
-    });
-    pthread_setname_np(thread.native_handle(), "zvEvent");
-    return thread;
+std::unique_ptr<WorkerThread> StartWorkerThread(void (*body)(void*), void* context) {
+    return std::make_unique<Thread>(body, context);
 }
 
 }  // namespace zvevent

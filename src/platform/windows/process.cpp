@@ -6,8 +6,12 @@ namespace zvevent {
 
 namespace {
 
-HMODULE pinned_module = nullptr;
 void (*registered_release)() = nullptr;
+
+// Looked up while the library is loaded: at the process's end nothing may be.
+using ShutdownInProgress = BOOLEAN(WINAPI*)();
+const auto shutdown_in_progress = reinterpret_cast<ShutdownInProgress>(reinterpret_cast<void*>(
+    GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
 
 }  // namespace
 
@@ -15,16 +19,8 @@ void DrainAtExit(void (*)()) {}
 
 void InChildAfterFork(void (*)()) {}
 
-void PinModule() {
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCSTR>(&PinModule),
-                       &pinned_module);
-}
-
-void UnpinModule() {
-    if (pinned_module == nullptr) return;
-    const HMODULE module = pinned_module;
-    pinned_module = nullptr;
-    FreeLibrary(module);
+bool ProcessEnds() {
+    return shutdown_in_progress != nullptr && shutdown_in_progress() != FALSE;
 }
 
 void ReleaseAtUnload(void (*release)()) {
