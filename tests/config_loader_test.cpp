@@ -69,6 +69,9 @@ TEST(ConfigReference, HasEverySettingWithItsDefault) {
             absent << (field.empty() ? "(empty)" : field);
         } else if constexpr (std::is_integral_v<Field>) {
             absent << field;
+        } else if constexpr (
+            requires { field.has_value(); } || requires { field.level.has_value(); }) {
+            absent << "(empty)";
         } else {
             absent << (std::is_enum_v<Field> ? "drop_newest" : "info");
         }
@@ -113,6 +116,11 @@ TEST_F(ConfigLoaderTest, ReadsWordsAndNumbers) {
         {"drop_policy", "Newest|drop_newest", "1 1 1024 0"},
         {"drop_policy", "drop_low_severity_first|Debug_info_first", "1 1 1024 1"},
         {"drop_policy", "oldest", "Invalid drop_policy value for QRV\\Events\\core\\drop_policy: "},
+        {"report_severity", "|2|Warn|error", "1 1 1024 0"},
+        {"report_severity", "4|loud",
+         "Invalid report_severity value for QRV\\Events\\core\\report_severity: "},
+        {"watch_config", "|on|0", "1 1 1024 0"},
+        {"watch_config", "perhaps", "Invalid boolean value for QRV\\Events\\core\\watch_config: "},
     };
     for (const auto& [name, texts, expected] : cases) {
         std::istringstream words(texts);

@@ -20,6 +20,7 @@ namespace {
 constexpr std::uint32_t kStopTimeoutMs = 5000;
 constexpr const char* kNotInitialized = "zvEvent is not initialized";
 constexpr const char* kFlushFailed = "zvEvent core flush timed out";
+constexpr std::string_view kReloadFailed = "zvEvent config reload failed";
 
 std::uint32_t Fail(std::uint32_t code, std::string_view text) {
     SetLastErrorText(text);
@@ -89,6 +90,7 @@ namespace {
 
 std::uint32_t Lifecycle::Initialize(const char* config_path) {
     EventCore::Config config;
+    const FileStamp seen = StampOf(config_path != nullptr ? config_path : "");
     const std::uint32_t loaded = Load(config_path, "zvEvent config load failed", config);
     if (loaded != ZVEVENT_OK) return loaded;
     if (EventCore::OnWorkerThread()) {
@@ -99,30 +101,36 @@ std::uint32_t Lifecycle::Initialize(const char* config_path) {
     const std::scoped_lock lock(lifecycle_mutex_);
     if (initialized_) return RefuseSecondStart();
     if (process_ends_) return Fail(ZVEVENT_E_FAILURE, kProcessEnds);
-    return Start(std::move(config));
+    return Start(std::move(config), seen);
 }
 
 // Under both mutexes.
-std::uint32_t Lifecycle::Start(EventCore::Config config) {
+std::uint32_t Lifecycle::Start(EventCore::Config config, const FileStamp& seen) {
     std::uint32_t result = sinks_.Initialize(*config);
     if (result != ZVEVENT_OK) {
         return Fail(result, sinks_.ErrorText("zvEvent sink initialization failed"));
     }
-    std::string path = config->config_path;
     try {
-        result = core_.Start(std::move(config));
+        health_.Prepare(*config);
+        result = core_.Start(config);
     } catch (...) {
-        sinks_.ShutDown();
+        UndoStart();
         throw;
     }
     if (result != ZVEVENT_OK) {
-        sinks_.ShutDown();
+        UndoStart();
         return Fail(result, "zvEvent core start failed");
     }
-    config_path_.swap(path);
+    in_force_ = std::move(config);
     initialized_ = true;
     DrainAtExit([] { Instance().DrainForExit(); });
+    Contain([&] { health_.Started(*in_force_, seen); });
     return Succeed();
+}
+
+void Lifecycle::UndoStart() {
+    sinks_.ShutDown();
+    health_.EndThread();
 }
 
 std::uint32_t Lifecycle::Shutdown() {
@@ -135,14 +143,16 @@ std::uint32_t Lifecycle::Shutdown() {
         const std::scoped_lock lock(lifecycle_mutex_);
         if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
         initialized_ = false;
-        config_path_.clear();
+        in_force_.reset();
     }
     return Stop();
 }
 
 // Under transition_mutex_, no longer initialized.
 std::uint32_t Lifecycle::Stop() {
+    health_.EndThread();
     const std::uint32_t core_result = core_.Stop(kStopTimeoutMs);
+    Contain([this] { health_.Stopped(); });
     std::string core_error;
     Contain([&] { core_error = sinks_.ErrorText("zvEvent core shutdown failed"); });
     const std::uint32_t sinks_result = sinks_.ShutDown();
@@ -152,29 +162,49 @@ std::uint32_t Lifecycle::Stop() {
 }
 
 std::uint32_t Lifecycle::Reload(const char* config_path) {
-    std::string path;
-    auto empty = zvEventEmptyFile::refused;  // applied, it would switch off what is in force
+    return Reload(config_path != nullptr ? config_path : "", nullptr);
+}
+
+// `unchanged` is for a watched reload, which leaves things be when the file says what is in force.
+std::uint32_t Lifecycle::Reload(std::string path, bool* unchanged) {
+    auto empty = zvEventEmptyFile::completed;
     {
         const std::scoped_lock lock(lifecycle_mutex_);
-        path = config_path_;
+        const std::string in_force = in_force_ != nullptr ? in_force_->config_path : "";
+        if (path.empty()) path = in_force;
+        // Applied, it would switch off what is in force.
+        if (path == in_force) empty = zvEventEmptyFile::refused;
     }
-    if (config_path != nullptr && *config_path != '\0' && path != config_path) {
-        path = config_path;
-        empty = zvEventEmptyFile::completed;
-    }
-    constexpr std::string_view kFailed = "zvEvent config reload failed";
     EventCore::Config config;
-    const std::uint32_t loaded = Load(path.c_str(), kFailed, config, empty);
-    if (loaded != ZVEVENT_OK) return loaded;
+    const FileStamp seen = StampOf(path);
+    std::uint32_t result = Load(path.c_str(), kReloadFailed, config, empty);
+    if (result == ZVEVENT_OK) result = Apply(std::move(config), seen, unchanged);
+    if (result != ZVEVENT_OK) Contain([&] { health_.ReloadFailed(LastErrorText()); });
+    return result;
+}
+
+std::uint32_t Lifecycle::Apply(EventCore::Config config, const FileStamp& seen, bool* unchanged) {
     const std::scoped_lock lock(lifecycle_mutex_);
     if (!initialized_) return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
+    if (unchanged != nullptr && *config == *in_force_) {
+        *unchanged = true;
+        return Succeed();
+    }
+    health_.Prepare(*config);
     std::uint32_t result = sinks_.Reload(*config);
-    if (result != ZVEVENT_OK) return Fail(result, sinks_.ErrorText(kFailed));
-    path = config->config_path;
-    result = core_.Reload(std::move(config));
+    if (result != ZVEVENT_OK) return Fail(result, sinks_.ErrorText(kReloadFailed));
+    result = core_.Reload(config);
     if (result != ZVEVENT_OK) return Fail(result, "zvEvent core config reload failed");
-    config_path_.swap(path);
+    in_force_ = std::move(config);
+    Contain([&] { health_.Reloaded(*in_force_, seen); });
     return Succeed();
+}
+
+Health::WatchedReload Lifecycle::ReloadIfChanged() {
+    bool unchanged = false;
+    if (process_ends_) return Health::WatchedReload::kUnchanged;
+    if (Reload({}, &unchanged) != ZVEVENT_OK) return Health::WatchedReload::kFailed;
+    return unchanged ? Health::WatchedReload::kUnchanged : Health::WatchedReload::kReloaded;
 }
 
 std::uint32_t Lifecycle::Flush(std::uint32_t timeout_ms) {
@@ -185,6 +215,7 @@ std::uint32_t Lifecycle::Flush(std::uint32_t timeout_ms) {
     if (!core_.IsRunning()) return Fail(ZVEVENT_E_NOT_INITIALIZED, kFlushFailed);
     std::uint32_t result = core_.WaitUntilDrained(timeout_ms);
     if (result == ZVEVENT_OK) result = sinks_.Flush(timeout_ms);
+    Contain([this] { health_.WriteStatus(); });
     if (result != ZVEVENT_OK) return Fail(result, kFlushFailed);
     return Succeed();
 }
@@ -216,6 +247,7 @@ void Lifecycle::DrainForExit() {
     const bool no_transition = LockWithin(transition, std::chrono::milliseconds(kStopTimeoutMs));
     const bool core_usable = core_.DrainForExit(kStopTimeoutMs);
     if (!no_transition || !core_usable || !LockWithin(lifecycle, kBriefLock)) initialized_ = false;
+    if (core_usable) Contain([this] { health_.ProcessEnds(); });
 }
 
 }  // namespace zvevent

@@ -14,6 +14,7 @@
 
 #include "base/no_destructor.h"
 #include "core/event_core.h"
+#include "health/health.h"
 #include "sinks/sink_set.h"
 
 namespace zvevent {
@@ -45,7 +46,11 @@ private:
     struct Home;
     static Home& TheHome();
 
-    std::uint32_t Start(EventCore::Config config);
+    std::uint32_t Start(EventCore::Config config, const FileStamp& seen);
+    void UndoStart();
+    std::uint32_t Reload(std::string path, bool* unchanged);
+    std::uint32_t Apply(EventCore::Config config, const FileStamp& seen, bool* unchanged);
+    Health::WatchedReload ReloadIfChanged();
     std::uint32_t Stop();
     void DrainForExit();
 
@@ -55,10 +60,11 @@ private:
     // later could have seen the same.
     std::atomic<bool> initialized_{false};
     std::atomic<bool> process_ends_{false};  // nothing is started any more
-    std::string config_path_;                // under lifecycle_mutex_: the configuration in force
+    EventCore::Config in_force_;             // under lifecycle_mutex_
 
     SinkSet sinks_;
     EventCore core_{sinks_};
+    Health health_{core_, sinks_, [] { return Instance().ReloadIfChanged(); }};
 };
 
 }  // namespace zvevent

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,8 @@ struct zvEventSinkConfig {
 
         std::string path;
         bool flush_each_event = false;
+
+        bool operator==(const Csv&) const = default;
     } csv;
 
     struct SyslogUdp {
@@ -55,6 +58,8 @@ struct zvEventSinkConfig {
         std::uint32_t port = kDefaultPort;
         std::string facility;
         std::string app_name;
+
+        bool operator==(const SyslogUdp&) const = default;
     } syslog_udp;
 
     struct Native {
@@ -67,6 +72,8 @@ struct zvEventSinkConfig {
         std::string facility = kDefaultFacility;
         std::string subsystem = kDefaultSubsystem;
         std::string category = kDefaultCategory;
+
+        bool operator==(const Native&) const = default;
     } native;
 
     struct CloudeventsHttp {
@@ -75,6 +82,8 @@ struct zvEventSinkConfig {
         std::string subject_prefix;
         std::string auth_header;
         std::uint32_t timeout_ms = 5000;
+
+        bool operator==(const CloudeventsHttp&) const = default;
     } cloudevents_http;
 
     struct WebhookHttp {
@@ -96,6 +105,8 @@ struct zvEventSinkConfig {
         std::uint32_t backoff_ms = kDefaultBackoffMs;
         std::string cloudevents_source = "/zvEvent";
         std::string cloudevents_subject_prefix;
+
+        bool operator==(const WebhookHttp&) const = default;
     } webhook_http;
 
     struct SnmpTrap {
@@ -112,6 +123,8 @@ struct zvEventSinkConfig {
         std::string version = kDefaultVersion;
         std::string enterprise_oid = kDefaultEnterpriseOid;
         std::string trap_oid = kDefaultTrapOid;
+
+        bool operator==(const SnmpTrap&) const = default;
     } snmp_trap;
 
     struct Alertmanager {
@@ -128,7 +141,11 @@ struct zvEventSinkConfig {
         bool verify_tls = true;
         std::uint32_t retry_count = 3;
         std::uint32_t retry_backoff_ms = 500;
+
+        bool operator==(const Alertmanager&) const = default;
     } alertmanager;
+
+    bool operator==(const zvEventSinkConfig&) const = default;
 };
 
 struct zvEventConfig {
@@ -138,6 +155,9 @@ struct zvEventConfig {
     std::uint32_t minimum_severity = zvEventSeverityInfo;
     std::uint32_t queue_size = 1024;  // events; never 0 in a configuration that was loaded
     zvEventDropPolicy drop_policy = zvEventDropPolicy::drop_newest;
+    std::string status_file;                       // path; empty: none is kept
+    std::optional<std::uint32_t> report_severity;  // of alerts about the library; none: no alerts
+    std::optional<bool> watch_config;              // reload a changed file; none: no
 
     bool state_enabled = true;
     bool dedupe_enabled = true;
@@ -146,4 +166,10 @@ struct zvEventConfig {
     bool route_orphan_clear = false;
 
     std::vector<zvEventSinkConfig> sinks;  // in load order, disabled ones included
+
+    // Keys and values of the file that have no meaning; looked for when status_file or
+    // report_severity asks for it.
+    std::vector<std::string> unknown_keys;
+
+    bool operator==(const zvEventConfig&) const = default;
 };

@@ -39,14 +39,22 @@ void EnsureKey(zvCFGHandle tree, std::string_view path) {
     }
 }
 
-std::vector<std::string> ChildKeys(zvCFGHandle tree, const std::string& path) {
-    std::vector<std::string> names;
+std::vector<ChildName> Children(zvCFGHandle tree, const std::string& path) {
+    std::vector<ChildName> children;
     std::array<char, kZvCfgNameSize> previous{};
     std::array<char, kZvCfgNameSize> name{};
     std::uint32_t flag = 0;
     while (zvCFGGetNext(tree, path.c_str(), name.data(), previous.data(), &flag) != kZvCfgNoMore) {
-        if (name[0] != '\0' && flag == 0) names.emplace_back(name.data());
+        if (name[0] != '\0') children.push_back({name.data(), flag == 0});
         previous = name;
+    }
+    return children;
+}
+
+std::vector<std::string> ChildKeys(zvCFGHandle tree, const std::string& path) {
+    std::vector<std::string> names;
+    for (ChildName& child : Children(tree, path)) {
+        if (child.is_key) names.push_back(std::move(child.name));
     }
     return names;
 }

@@ -20,7 +20,14 @@ std::string OutputName(const zvEventSinkConfig& entry);
 // Creates the key and every missing key above it.
 void EnsureKey(zvCFGHandle tree, std::string_view path);
 
-// The names of the keys below a key, in document order; values among them are passed over.
+// What stands right below a key, in document order.
+struct ChildName {
+    std::string name;
+    bool is_key;  // otherwise a value
+};
+std::vector<ChildName> Children(zvCFGHandle tree, const std::string& path);
+
+// The names of the keys among them.
 std::vector<std::string> ChildKeys(zvCFGHandle tree, const std::string& path);
 
 }  // namespace zvevent

@@ -5,6 +5,7 @@
 #include "config/config_keys.h"
 #include "config/settings.h"
 #include "config/sink_loader.h"
+#include "config/unknown_keys.h"
 #include "config/value_reader.h"
 #include "zvutil/zvutil.h"
 
@@ -81,6 +82,9 @@ std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output, 
         zvevent::ValueReader(tree.handle(), zvevent::KeyBelowRoot(zvevent::kStateKey), error));
     zvevent::LoadSinks(tree.handle(), error, *output);
     if (error != nullptr && !error->empty()) return ZVEVENT_E_INVALID_ARGUMENT;
+    if (!output->status_file.empty() || output->report_severity) {
+        output->unknown_keys = zvevent::UnknownKeys(tree.handle());
+    }
     zvCFGSave(tree.handle(), 0, 1);  // a file that cannot be written is used as it is
     return ZVEVENT_OK;
 }

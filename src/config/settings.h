@@ -6,9 +6,11 @@
 // A visitor is called with the key of a value, the field that it fills, and, where a file that
 // lacks the value gets something else than what the field of a fresh record holds, with that as
 // third. The field's type tells the kind of the setting: std::string, std::uint32_t, bool,
-// SeverityIn or zvEventDropPolicy. Records may be const; a template parameter stands for both.
+// SeverityIn, zvEventDropPolicy, or a std::optional word. Records may be const; a template
+// parameter stands for both.
 //
-// A setting that is to be absent from completed files is a std::string with an empty default.
+// A setting that is to be absent from completed files is a std::string with an empty default, or a
+// std::optional, which an empty text leaves empty.
 #pragma once
 
 #include <array>
@@ -37,6 +39,9 @@ void VisitCoreSettings(Config& config, Visit&& visit) {
     visit("minimum_severity", SeverityIn(config.minimum_severity));
     visit("queue_size", config.queue_size);
     visit("drop_policy", config.drop_policy);
+    visit("status_file", config.status_file);
+    visit("report_severity", SeverityIn(config.report_severity));
+    visit("watch_config", config.watch_config);
 }
 
 template <typename Config, typename Visit>

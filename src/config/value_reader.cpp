@@ -98,6 +98,25 @@ void ValueReader::operator()(const char* name, zvEventDropPolicy& value) {
     value = word.value_or(value);
 }
 
+void ValueReader::operator()(const char* name, std::optional<bool>& value) {
+    if (Text(name, "").empty()) return;
+    bool given = false;
+    (*this)(name, given);
+    value = given;
+}
+
+void ValueReader::operator()(const char* name, SeverityIn<std::optional<std::uint32_t>> value) {
+    const std::string text = Text(name, "");
+    if (text.empty()) return;
+    std::uint32_t number = 0;
+    if (ReadNumber(name, number) && number <= kMaxSeverity) {
+        value.level = number;
+        return;
+    }
+    value.level = FindWord(kSeverities, text);
+    if (!value.level) SetError(name, name, text);
+}
+
 std::string ValueReader::Text(const char* name, const char* absent) {
     std::string text;
     if (ReadText(name, text)) return text;

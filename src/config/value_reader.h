@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,10 @@ public:
     void operator()(const char* name, SeverityIn<std::uint32_t> value);
 
     void operator()(const char* name, zvEventDropPolicy& value);
+
+    // The same words and numbers; nothing when missing or empty, and then nothing is written back.
+    void operator()(const char* name, std::optional<bool>& value);
+    void operator()(const char* name, SeverityIn<std::optional<std::uint32_t>> value);
 
 private:
     std::string Text(const char* name, const char* absent);

@@ -31,6 +31,8 @@ struct CoreStatistics {
     std::uint64_t queue_capacity = 0;    // at the moment
     std::uint64_t queue_high_water = 0;  // the most that were queued
     std::uint64_t active_alerts = 0;     // at the moment
+
+    bool operator==(const CoreStatistics&) const = default;
 };
 
 }  // namespace zvevent

@@ -113,7 +113,7 @@ std::uint32_t EventCore::WaitUntilDrained(std::uint32_t timeout_ms) {
     return queue_.WaitUntilDrained(timeout_ms) ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
 }
 
-std::uint32_t EventCore::Enqueue(const EventView& event) {
+std::uint32_t EventCore::Enqueue(const EventView& event, bool* lost) {
     const std::uint32_t gate = gate_.load(std::memory_order_relaxed);
     if (gate == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;
     if (event.severity < gate) {
@@ -121,7 +121,9 @@ std::uint32_t EventCore::Enqueue(const EventView& event) {
         return ZVEVENT_OK;
     }
     try {
-        return queue_.Push(event) ? ZVEVENT_OK : ZVEVENT_E_NOT_INITIALIZED;
+        const EventQueue::Pushed pushed = queue_.Push(event);
+        if (lost != nullptr) *lost = pushed == EventQueue::Pushed::kDropped;
+        return pushed == EventQueue::Pushed::kRefused ? ZVEVENT_E_NOT_INITIALIZED : ZVEVENT_OK;
     } catch (...) {
         Count(lost_on_submit_);
         throw;

@@ -47,9 +47,10 @@ public:
     // limit).
     std::uint32_t WaitUntilDrained(std::uint32_t timeout_ms);
 
-    // Queues an event, or counts it as filtered or dropped: both are ZVEVENT_OK.
-    // ZVEVENT_E_NOT_INITIALIZED when not running or stopping.
-    std::uint32_t Enqueue(const EventView& event);
+    // Queues an event, or counts it as filtered or dropped: both are ZVEVENT_OK. *lost tells
+    // whether it was dropped because the queue is full. ZVEVENT_E_NOT_INITIALIZED when not running
+    // or stopping.
+    std::uint32_t Enqueue(const EventView& event, bool* lost = nullptr);
 
     bool IsRunning() const;
 

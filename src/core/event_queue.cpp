@@ -123,18 +123,18 @@ void EventQueue::Close() {
     drained_.notify_all();
 }
 
-bool EventQueue::Push(const EventView& event) {
+EventQueue::Pushed EventQueue::Push(const EventView& event) {
     const std::size_t bytes = PackedEvent::TextBytes(event);
     PackedEvent::Block block;  // of a large event; made, filled and freed outside the lock
     for (;;) {
         std::unique_lock lock(producers_mutex_);
-        if (!accepting_ || stop_requested_) return false;
+        if (!accepting_ || stop_requested_) return Pushed::kRefused;
         const bool full = ring_.Holds(capacity_);
         if (full) {
             RingLingering();
             if (policy_ == zvEventDropPolicy::drop_newest) {
                 ++full_;
-                return true;
+                return Pushed::kDropped;
             }
         }
         ProvideSlot();
@@ -149,7 +149,7 @@ bool EventQueue::Push(const EventView& event) {
         const bool evicted = full && EvictOldestDebugOrInfo();
         if (full && !evicted && ring_.Holds(capacity_)) {
             ++full_;
-            return true;
+            return Pushed::kDropped;
         }
 
         PackedEvent& slot = ring_.AtTail();
@@ -165,7 +165,7 @@ bool EventQueue::Push(const EventView& event) {
         const bool ring = MustRing();
         lock.unlock();
         if (ring) bell_.Ring();
-        return true;
+        return Pushed::kQueued;
     }
 }
 

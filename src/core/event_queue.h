@@ -25,6 +25,11 @@ namespace zvevent {
 
 class EventQueue {
 public:
+    enum class Pushed {
+        kQueued,
+        kDropped,  // the queue is full, and the policy has no older event to drop
+        kRefused,  // not accepting
+    };
     enum class Taken { kEvent, kLost, kIdle, kStopped };
 
     // What became of an event that the worker took.
@@ -67,9 +72,10 @@ public:
 
     // Copies the event into the queue, or drops one by the policy when that is full. One short
     // lock; allocates only when the queue is deeper than it ever was, or the event larger than its
-    // slot has seen. Returns false when the queue accepts no events. May throw std::bad_alloc or,
+    // slot has seen.
+    // May throw std::bad_alloc or,
     // with texts of more than 4 GiB, std::length_error: the event is then lost and not counted.
-    bool Push(const EventView& event);
+    Pushed Push(const EventView& event);
 
     // Adds what the queue knows: every number but `filtered`, the outputs' and the alerts'.
     void AddTo(CoreStatistics& statistics) const;

@@ -4,38 +4,38 @@
 
 #include <atomic>
 #include <cstdint>
-#include <string>
+#include <memory>
+#include <utility>
 
+#include "format/status_document.h"
 #include "sinks/sink.h"
 
 namespace zvevent {
 
-// Every event that was given to an output is one of delivered, below_severity and failed.
-struct OutputStatus {
-    std::string output;
-    std::uint64_t delivered = 0;
-    std::uint64_t below_severity = 0;  // not meant for this output
-    std::uint64_t failed = 0;
-    std::uint64_t fallback = 0;               // of those delivered: by a fallback path only
-    std::uint64_t last_delivered_utc_ns = 0;  // 0: none so far, or times are not kept
-    SinkFailure last_failure;
-};
-
 class OutputCounts {
 public:
-    // `now_utc_ns` is 0 where times are not kept.
-    void CountDelivered(std::uint64_t fallbacks, std::uint64_t now_utc_ns) {
+    void CountDelivered(std::uint64_t fallbacks) {
         Add(delivered_, 1);
         Add(fallback_, fallbacks);
-        if (now_utc_ns != 0) last_delivered_utc_ns_.store(now_utc_ns, std::memory_order_relaxed);
+        failing_.store(false, std::memory_order_relaxed);
     }
     void CountBelowSeverity() { Add(below_severity_, 1); }
-    void CountFailed() { Add(failed_, 1); }
+    void CountFailed() {
+        Add(failed_, 1);
+        failing_.store(true, std::memory_order_relaxed);
+    }
 
-    // The counts of `sink`'s events.
+    // The counts of `sink`'s events. When the last one was delivered is not known here.
     OutputStatus Status(const zvEventSink& sink) const {
-        return {sink.OutputName(),      delivered_,        below_severity_, failed_, fallback_,
-                last_delivered_utc_ns_, sink.LastFailure()};
+        SinkFailure failure = sink.LastFailure();
+        return {.output = sink.OutputName(),
+                .delivered = delivered_,
+                .below_severity = below_severity_,
+                .failed = failed_,
+                .fallback = fallback_,
+                .failing = failing_,
+                .last_error = std::move(failure.text),
+                .last_error_ns = failure.utc_ns};
     }
 
 private:
@@ -49,7 +49,7 @@ private:
     Count below_severity_{0};
     Count failed_{0};
     Count fallback_{0};
-    Count last_delivered_utc_ns_{0};
+    std::atomic<bool> failing_{false};
 };
 
 // One active output.

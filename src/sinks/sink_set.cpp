@@ -104,8 +104,9 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
     std::uint64_t failed = 0;
     std::uint64_t fallen_back = 0;
     const auto outputs = ActiveOutputs();
-    const Clock clock = clock_.load(std::memory_order_relaxed);
+    const bool reports_output = event.event_type == kOutputReport;
     for (const auto& [sink, counts] : *outputs) {
+        if (reports_output && event.source_id == sink->OutputName()) continue;
         std::uint32_t result = ZVEVENT_E_FAILURE;
         std::uint64_t fallback = 0;
         Contain([&] { result = sink->write(event, &fallback); });
@@ -116,7 +117,7 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
         } else if (!sink->Admits(event)) {
             counts->CountBelowSeverity();
         } else {
-            counts->CountDelivered(fallback, clock != nullptr ? clock() : 0);
+            counts->CountDelivered(fallback);
         }
     }
     if (failures != nullptr) *failures = failed;

@@ -21,6 +21,10 @@
 
 namespace zvevent {
 
+// The type of an event by which the library reports that an output fails. Its source_id names the
+// output, which is not given it.
+inline constexpr std::string_view kOutputReport = "zvevent.output";
+
 class SinkSet final : public Dispatcher {
 public:
     using Factory = std::uint32_t (*)(const zvEventConfig& config,
@@ -51,11 +55,6 @@ public:
     // reload replaces by one of the same name goes on counting. Any thread; waits for no output.
     std::vector<OutputStatus> Status();
 
-    // Has every delivery from now on stamped with this clock, in nanoseconds since 1970 UTC. Null,
-    // as at first: no times are kept.
-    using Clock = std::uint64_t (*)() noexcept;
-    void StampDeliveries(Clock clock) { clock_.store(clock, std::memory_order_relaxed); }
-
     // The latest failure of Initialize, Reload or Flush, or `absent` when there is none.
     std::string ErrorText(std::string_view absent);
 
@@ -84,8 +83,6 @@ private:
     OutputListPtr active_ = no_outputs_;
     // What reloads replaced and a delivery still uses, or could not be flushed since.
     std::vector<OutputListPtr> retired_;
-
-    std::atomic<Clock> clock_{nullptr};
 
     std::mutex sink_error_mutex_;
     std::string error_text_;  // guarded by sink_error_mutex_; empty: none

@@ -1,0 +1,72 @@
+// An application that does as its standard input says, a line a step, answers each with the result
+// code, and prints the library's reports about itself as its callback receives them.
+//
+//     init PATH | submit COUNT SEVERITY | hold | release | flush MS | reload | shutdown
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "zvEvent/zvEvent.h"
+
+namespace {
+
+std::mutex output_mutex;
+std::atomic<bool> held{false};
+
+void Say(const std::string& line) {
+    const std::scoped_lock lock(output_mutex);
+    std::cout << line << std::endl;
+}
+
+void OnEvent(const zvEventRecord* event, void*) {
+    while (held.load())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (!std::string_view(event->event_type).starts_with("zvevent.")) return;
+    std::ostringstream line;
+    line << "report\t" << event->action << '\t' << event->event_type << '\t' << event->source_id
+         << '\t' << event->severity << '\t' << event->message << '\t' << event->details_json;
+    Say(line.str());
+}
+
+std::uint32_t Submit(std::uint32_t count, std::uint32_t severity) {
+    std::uint32_t worst = ZVEVENT_OK;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t result = zvEventSubmitSimple(0, severity, "host", "something happened");
+        if (result != ZVEVENT_OK) worst = result;
+    }
+    return worst;
+}
+
+std::uint32_t Do(std::istringstream& step) {
+    std::string word, path;
+    std::uint32_t number = 0;
+    std::uint32_t severity = 0;
+    step >> word;
+    if (word == "init") {
+        std::uint32_t id = 0;
+        std::getline(step >> std::ws, path);
+        zvEventRegisterCallback(OnEvent, nullptr, &id);
+        return zvEventInitialize(path.c_str());
+    }
+    if (word == "submit" && step >> number >> severity) return Submit(number, severity);
+    if (word == "flush" && step >> number) return zvEventFlush(number);
+    if (word == "reload") return zvEventReloadConfig(nullptr);
+    if (word == "shutdown") return zvEventShutdown();
+    held = word == "hold";
+    return ZVEVENT_OK;
+}
+
+}  // namespace
+
+int main() {
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream step(line);
+        Say("done\t" + std::to_string(Do(step)));
+    }
+}
