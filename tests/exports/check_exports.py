@@ -1,40 +1,33 @@
-"""What the built library shows to the outside: exactly the exported names, its own name, and on
-Windows the DLLs that it needs and how it may be loaded.
+"""What the built library shows to the outside: exactly what the headers declare, its own name, and
+on Windows the DLLs that it needs and how it may be loaded.
 
     check_exports.py LIBRARY NM OBJDUMP
 """
+import pathlib
 import re
 import subprocess
 import sys
 
-TEXT = "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
-CONFIG = "RK34zvEventAlertmanagerFormatterConfig"
-EXPORTS = [
-    f"_Z30zvEventFormatAlertmanagerAlertRK22zvEventNormalizedEvent{CONFIG}P{TEXT}",
-    f"_Z31zvEventFormatAlertmanagerRecordPK13zvEventRecord{CONFIG}P{TEXT}",
-    "zvEventFlush",
-    "zvEventGetApiVersion",
-    "zvEventGetLastError",
-    "zvEventInitialize",
-    "zvEventInstallWindowsEventSource",
-    "zvEventRegisterCallback",
-    "zvEventReloadConfig",
-    "zvEventRemoveWindowsEventSource",
-    "zvEventShutdown",
-    "zvEventSubmit",
-    "zvEventSubmitSimple",
-    "zvEventUnregisterCallback",
-]
+HEADERS = pathlib.Path(__file__).resolve().parents[2] / "include" / "zvEvent"
+DECLARED = sorted(name for header in HEADERS.glob("*.h")
+                  for name in re.findall(r"^ZVEVENT_API \S+ (\w+)\(", header.read_text(), re.M))
 SYSTEM_DLLS = {"KERNEL32.DLL", "ADVAPI32.DLL", "BCRYPT.DLL", "CRYPT32.DLL", "MSVCRT.DLL",
                "WS2_32.DLL"}
 LOADING = {"HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"}
+
+
+def plain(symbols):
+    """The functions' names. A mangled one stands behind its length."""
+    mangled = [re.match(r"_Z(\d+)(.*)", symbol) for symbol in symbols]
+    return sorted(match[2][:int(match[1])] if match else symbol
+                  for match, symbol in zip(mangled, symbols))
 
 
 library, nm, objdump = sys.argv[1:]
 text = subprocess.check_output([objdump, "-p", library], text=True)
 if library.endswith(".dll"):
     table = text.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
-    assert re.findall(r"^\s*\[\s*\d+\].*?(\S+)$", table, re.MULTILINE) == EXPORTS, table
+    exports = re.findall(r"^\s*\[\s*\d+\].*?(\S+)$", table, re.MULTILINE)
     assert re.findall(r"^Name\s+[0-9a-f]+ (\S+)$", text, re.MULTILINE) == ["zvEvent.dll"]
     needed = {name.upper() for name in re.findall(r"DLL Name: (\S+)", text)}
     assert needed and needed <= SYSTEM_DLLS, needed - SYSTEM_DLLS
@@ -46,9 +39,11 @@ else:
     table = subprocess.check_output([nm, "-D", "--defined-only", library], text=True)
     symbols = [line.split()[-2:] for line in table.splitlines()]
     assert {name.split("@@")[0] for kind, name in symbols if kind == "A"} == {"ZVEVENT_1"}, table
-    names = sorted(name for kind, name in symbols if kind != "A")
-    assert names == [f"{name}@@ZVEVENT_1" for name in EXPORTS], names
+    exports = [name for kind, name in symbols if kind != "A"]
+    assert all(name.endswith("@@ZVEVENT_1") for name in exports), exports
+    exports = [name.removesuffix("@@ZVEVENT_1") for name in exports]
     assert re.findall(r"SONAME\s+(\S+)", text) == ["libzvEvent.so.1"], text
     # Bound at run time, a call between exports would land in another copy of the library.
     relocations = subprocess.check_output([objdump, "-R", library], text=True)
     assert not re.findall(r"\bzvEvent\w*|_Z\d+zvEvent\w*", relocations), relocations
+assert plain(exports) == DECLARED, plain(exports)
