@@ -210,13 +210,13 @@ ZVEVENT_API uint32_t zvEventShutdown(void);
  * queue_size is now smaller than what is queued, the rest is dropped. The new outputs are opened
  * first; if that fails, the old ones go on.
  *
- * config_path  file to read; NULL or "" means the one in force. When that one, named or not, is
- *              found empty, somebody is taken to be just writing it: the call fails, the
- *              configuration in force stays and nothing is written.
+ * config_path  file to read; NULL or "" means the current one. When the current one, named or not,
+ *              is empty, somebody is taken to be just writing it: the call fails, the current
+ *              configuration stays and nothing is written.
  *
- * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_INVALID_ARGUMENT (no path, which comes
- * first and so is told when not initialized too, unreadable file, the file in force empty, bad
- * value); ZVEVENT_E_FAILURE (an output could not be opened).
+ * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_INVALID_ARGUMENT (no path, which is
+ * reported first, initialized or not; unreadable file; current file empty; bad value);
+ * ZVEVENT_E_FAILURE (an output could not be opened).
  *
  * Blocking: as zvEventInitialize; events go on being accepted and delivered meanwhile.
  */

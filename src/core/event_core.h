@@ -40,7 +40,7 @@ public:
     // could not be had, so that nothing of the core may be called any more.
     bool DrainForExit(std::uint32_t timeout_ms);
 
-    // Puts new settings into force; active alerts and what still fits the queue stay.
+    // Applies new settings; active alerts and what still fits the queue stay.
     std::uint32_t Reload(Config config);
 
     // ZVEVENT_OK once nothing is queued or in hand; ZVEVENT_E_FAILURE after timeout_ms (0: no

@@ -1,5 +1,5 @@
-// The Basic Encoding Rules, as far as an SNMP trap needs them: elements appended to a text of
-// bytes, each a tag, a length and the contents. Pure functions, any thread.
+// The part of the Basic Encoding Rules that SNMP traps need. Elements (tag, length, contents) are
+// appended to a string of bytes. Pure functions, any thread.
 #pragma once
 
 #include <cstddef>
@@ -23,15 +23,15 @@ void AppendBerUnsigned(std::string& out, BerTag tag, std::uint32_t number);
 
 void AppendBerOctets(std::string& out, std::string_view bytes);
 
-// Appends the identifier that `dotted` is the text of; false, with `out` as it was, when it is
-// none. Every component is read as the C library's strtoul reads base 10 where longs have 32 bits:
-// leading white space and a sign are taken, and what is too large is 4294967295. One dot may follow
-// the last component. The second component counts with its low byte only, and first * 40 + second
-// is kept to one byte.
+// Appends the object identifier written in `dotted`. Returns false and leaves `out` alone when the
+// text is not an identifier. Each component is read as strtoul reads base 10 where longs have 32
+// bits: leading white space and a sign are accepted, and a number that is too large becomes
+// 4294967295. One dot may follow the last component. Of the second component only the low byte
+// counts, and first * 40 + second is cut to one byte.
 bool AppendBerObjectIdentifier(std::string& out, std::string_view dotted);
 
-// Makes the bytes of `out` from `start` on the contents of an element of their own. Contents that
-// are there already need no length known beforehand.
+// Wraps the bytes of `out` from `start` on into an element. Wrapping afterwards saves computing the
+// length beforehand.
 void WrapBer(std::string& out, std::size_t start, BerTag tag);
 
 }  // namespace zvevent

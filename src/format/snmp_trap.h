@@ -12,21 +12,21 @@
 
 namespace zvevent {
 
-// One UDP datagram that every manager takes.
+// Fits into one UDP datagram that every manager accepts.
 inline constexpr std::size_t kMaxSnmpTrapBytes = 8192;
 
 inline constexpr std::size_t kEnterpriseBindings = 12;
 
-// Makes the traps of one sender. Identifiers never change, so they are encoded once; one that is
-// none is told of by every Format, and not before. Changed by nothing after its construction.
+// Builds the traps of one sender. The identifiers are fixed, so they are encoded once, in the
+// constructor; a malformed one makes every Format fail. Immutable once constructed.
 class SnmpTrapFormatter {
 public:
     SnmpTrapFormatter(std::string_view community, std::string_view enterprise_oid,
                       std::string_view trap_oid);
 
-    // Replaces `message` by the event's trap. `now_ms`, a count of milliseconds, becomes request-id
-    // and uptime. False, with a text in `error`, for an identifier that is none, and for a trap
-    // that is too large; `message` is then of no use.
+    // Replaces `message` with the event's trap. `now_ms`, a count of milliseconds, becomes the
+    // request-id and the uptime. Returns false with a text in `error` when an identifier is
+    // malformed or the trap too large; `message` is then unspecified.
     bool Format(const zvEventNormalizedEvent& event, std::uint32_t now_ms, std::string& message,
                 std::string& error) const;
 

@@ -26,9 +26,8 @@ public:
     virtual ~NativeLog() = default;
 
     // Hands one line to the log; `severity` is one of zvEventSeverity, any other counts as info.
-    // Returns whether the log took it. If not, `reason` says why; the log is tried anew the next
-    // time. Blocks for a fraction of a second at most, and only while the log is not known to be
-    // stuck.
+    // Returns whether the log took it. If not, `reason` says why; the next call tries again. Blocks
+    // for a fraction of a second at most, and only while the log is not known to be stuck.
     virtual bool Write(std::uint32_t severity, const std::string& text, std::string& reason) = 0;
 };
 

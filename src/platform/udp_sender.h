@@ -37,9 +37,9 @@ public:
     // with a text in `error` on failure. Takes as long as the system's resolver does.
     bool Open(std::string& error);
 
-    // Sends one datagram from an open sender. Where the system has no room for it, waits kWaitMs
-    // at most, and once such a wait was in vain not at all until a datagram went out again. False
-    // with a text in `error` on failure; the socket stays.
+    // Sends one datagram from an open sender. When the system has no room for it, waits at most
+    // kWaitMs; after a wait that did not help, later calls do not wait until a datagram has gone
+    // out again. On failure returns false with a text in `error`; the socket stays open.
     bool Send(std::string_view datagram, std::string& error);
 
     // Milliseconds: enough for a burst to drain into a working network, little enough for a stuck
@@ -67,7 +67,7 @@ private:
     const std::string host_;
     const std::uint32_t port_;
     std::intptr_t socket_ = kNoSocket;
-    bool stuck_ = false;                               // the last wait for room was in vain
+    bool stuck_ = false;                               // the last wait for room did not help
     alignas(8) std::array<std::byte, 128> address_{};  // a sockaddr of any family
     std::uint32_t address_bytes_ = 0;
 };

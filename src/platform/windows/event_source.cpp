@@ -10,7 +10,7 @@ namespace zvevent {
 
 namespace {
 
-// Errors, warnings and informations, as the event log counts types.
+// Bits of the event log: error 1, warning 2, information 4.
 constexpr DWORD kTypesSupported = 7;
 constexpr DWORD kCustomSource = 1;
 
