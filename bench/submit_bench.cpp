@@ -26,9 +26,7 @@ using Clock = std::chrono::steady_clock;
 
 // Ten texts of about 260 bytes in all.
 zvEventRecord SampleRecord() {
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = zvEventRecordInit();
     record.event_type = "temperature.high";
     record.source_id = "rack-07/psu-1";
     record.source_name = "Power supply 1 of rack 7";

@@ -112,9 +112,7 @@ TEST(AlertmanagerAlert, BuildsLabelsNamesAndDescriptions) {
 
 // Records are completed as at a submit; what is refused touches nothing.
 TEST(AlertmanagerAlert, FormatsRecordsAndRefusesBadOnes) {
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = zvEventRecordInit();
     record.message = "Full";
     record.utc_ns = 1'700'000'000'000'000'000;
     zvEventNormalizedEvent event;

@@ -229,9 +229,7 @@ TEST_F(ExportsTest, LosesNothingUnderReloadsFlushesAndRegistrations) {
     threads.reserve(5);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&running, t] {
-            zvEventRecord record{};
-            record.struct_size = sizeof record;
-            record.version = ZVEVENT_API_VERSION;
+            zvEventRecord record = zvEventRecordInit();
             record.message = "m";
             record.severity = zvEventSeverityInfo;
             record.pts = t;

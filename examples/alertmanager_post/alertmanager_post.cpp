@@ -67,9 +67,7 @@ private:
 };
 
 zvEventRecord DiskAlert() {
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = zvEventRecordInit();
     record.event_type = "disk.full";
     record.source_id = "nas-1";
     record.source_name = "Storage 1";

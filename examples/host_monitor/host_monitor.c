@@ -72,7 +72,7 @@ static bool Report(struct Monitor* monitor, struct Watch* watch, const char* act
     char source_id[96], correlation_id[128] = "", message[128];
     bool plain = action[0] == '\0';
     bool cleared = strcmp(action, "clear") == 0;
-    zvEventRecord record = {0};
+    zvEventRecord record = zvEventRecordInit();
 
     snprintf(source_id, sizeof source_id, "%s/%s", monitor->host, watch->name);
     snprintf(message, sizeof message, "%s is %.10g%s%s%s", watch->name, value,
@@ -81,8 +81,6 @@ static bool Report(struct Monitor* monitor, struct Watch* watch, const char* act
         snprintf(correlation_id, sizeof correlation_id, "%s#%u", source_id,
                  (unsigned)watch->alerts);
     }
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
     record.event_type = watch->name;
     record.source_id = source_id; /* with the event type it also names the alert */
     record.source_name = "host_monitor";

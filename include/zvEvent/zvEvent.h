@@ -2,15 +2,14 @@
  * zvEvent: report what happens inside an application (a fault raised or cleared, a measurement
  * beyond its threshold, a status change) and let the configured outputs carry it on.
  *
- * This header is the whole interface for C11 and C++ programs on Windows x64 and Linux.
+ * This header is the whole interface for C (C99 and later, Visual C++'s default mode included) and
+ * C++ programs, on Linux and on Windows x64 from Windows 10 and Windows Server 2016 on.
  *
  * In short:
  *
  *     if (zvEventInitialize("events.xml") != ZVEVENT_OK) { ... zvEventGetLastError(...) ... }
  *
- *     zvEventRecord record = {0};
- *     record.struct_size = sizeof record;
- *     record.version = ZVEVENT_API_VERSION;
+ *     zvEventRecord record = zvEventRecordInit();
  *     record.event_type = "temperature";
  *     record.source_id = "psu-1";
  *     record.message = "Power supply 1 is too hot";
@@ -84,8 +83,8 @@ enum zvEventSeverity {
  * added at the end. `struct_size` says how many bytes the caller provides; a field that it does not
  * reach to the end of is absent and takes its default, so records of older programs keep working.
  *
- * Zero-initialise the record, set struct_size and version, then the fields you know. A NULL text
- * is an absent one; an empty text is kept as it is.
+ * Begin with zvEventRecordInit(), then set the fields you know. A NULL text is an absent one; an
+ * empty text is kept as it is.
  */
 typedef struct zvEventRecord {
     uint32_t struct_size;       /* sizeof(zvEventRecord); at least 48 (through `message`) */
@@ -95,7 +94,9 @@ typedef struct zvEventRecord {
     const char* source_id;      /* identifier of what reports, such as "psu-1"; default "" */
     const char* source_name;    /* its name for people; default "zvEvent" */
     const char* message;        /* sentence for people; required, not empty */
-    uint32_t severity;          /* enum zvEventSeverity; default info */
+    uint32_t severity;          /* enum zvEventSeverity; default info, but a present 0 is debug: a
+                                   zeroed record is below the default minimum severity, and
+                                   zvEventSubmit then drops it and returns ZVEVENT_OK */
     uint32_t reserved;          /* alignment gap, never read */
     const char* action;         /* "raise", "update", "clear", "repeat" (any case) drive the alert
                                    state; every other text is an ordinary event; default "" */
@@ -113,33 +114,44 @@ typedef struct zvEventRecord {
     const char* details_json;   /* free JSON text, carried as text; default "{}" */
 } zvEventRecord;
 
-#ifdef __cplusplus
-#define ZVEVENT_LAYOUT_ASSERT(condition) static_assert(condition, #condition)
-#else
-#define ZVEVENT_LAYOUT_ASSERT(condition) _Static_assert(condition, #condition)
-#endif
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, struct_size) == 0);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, version) == 4);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, event_id) == 8);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, event_type) == 16);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, source_id) == 24);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, source_name) == 32);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, message) == 40);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, severity) == 48);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, action) == 56);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, dedupe_key) == 64);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, correlation_id) == 72);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, utc_ns) == 80);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, ptp_ns) == 88);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, pts) == 96);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, timecode) == 104);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, value) == 112);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, threshold) == 120);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, units) == 128);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, duration_ms) == 136);
-ZVEVENT_LAYOUT_ASSERT(offsetof(zvEventRecord, details_json) == 144);
-ZVEVENT_LAYOUT_ASSERT(sizeof(zvEventRecord) == 152);
-#undef ZVEVENT_LAYOUT_ASSERT
+/* The layout, checked in every program: where it differs, as with 32-bit pointers, an array of -1
+ * elements does not compile. (C99, Visual C++ and C++ have no assertion in common.) */
+#define ZVEVENT_AT(field, offset) \
+    typedef char zvEventRecordHas_##field[offsetof(zvEventRecord, field) == (offset) ? 1 : -1]
+ZVEVENT_AT(struct_size, 0);
+ZVEVENT_AT(version, 4);
+ZVEVENT_AT(event_id, 8);
+ZVEVENT_AT(event_type, 16);
+ZVEVENT_AT(source_id, 24);
+ZVEVENT_AT(source_name, 32);
+ZVEVENT_AT(message, 40);
+ZVEVENT_AT(severity, 48);
+ZVEVENT_AT(action, 56);
+ZVEVENT_AT(dedupe_key, 64);
+ZVEVENT_AT(correlation_id, 72);
+ZVEVENT_AT(utc_ns, 80);
+ZVEVENT_AT(ptp_ns, 88);
+ZVEVENT_AT(pts, 96);
+ZVEVENT_AT(timecode, 104);
+ZVEVENT_AT(value, 112);
+ZVEVENT_AT(threshold, 120);
+ZVEVENT_AT(units, 128);
+ZVEVENT_AT(duration_ms, 136);
+ZVEVENT_AT(details_json, 144);
+typedef char zvEventRecordIsWhole[sizeof(zvEventRecord) == 152 ? 1 : -1];
+#undef ZVEVENT_AT
+
+/*
+ * Returns a record without any text or number, of the severity info: what it lacks is a message.
+ */
+static inline zvEventRecord zvEventRecordInit(void) {
+    static zvEventRecord zeroed; /* never written */
+    zvEventRecord record = zeroed;
+    record.struct_size = sizeof record;
+    record.version = ZVEVENT_API_VERSION;
+    record.severity = zvEventSeverityInfo;
+    return record;
+}
 
 /*
  * A function of the application that receives every delivered event. It runs on the worker, one

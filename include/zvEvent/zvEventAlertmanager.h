@@ -2,9 +2,7 @@
 // Prometheus Alertmanager (API v2). The library itself sends no alerts; an application posts the
 // documents with whatever HTTP client it has:
 //
-//     zvEventRecord record{};
-//     record.struct_size = sizeof record;
-//     record.version = ZVEVENT_API_VERSION;
+//     zvEventRecord record = zvEventRecordInit();
 //     record.event_type = "disk.full";
 //     record.source_id = "nas-1";
 //     record.message = "Volume 2 is full";

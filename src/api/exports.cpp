@@ -75,9 +75,7 @@ std::uint32_t zvEventSubmit(const zvEventRecord* record) {
 
 std::uint32_t zvEventSubmitSimple(std::uint32_t event_id, std::uint32_t severity,
                                   const char* source_name, const char* message) {
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = zvEventRecordInit();
     record.event_id = event_id;
     record.event_type = "simple";
     record.source_name = source_name;  // NULL takes the default

@@ -11,9 +11,7 @@ namespace {
 
 // The record form of an event; its texts are the event's own.
 zvEventRecord RecordOf(const zvEventNormalizedEvent& event) {
-    zvEventRecord record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    zvEventRecord record = zvEventRecordInit();
     zvevent::ForEachEventField([&]<typename Field>(const Field& field) {
         if constexpr (std::is_same_v<Field, zvevent::TextField>) {
             record.*field.record = (event.*field.event).c_str();

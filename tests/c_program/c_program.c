@@ -16,7 +16,7 @@ static void KeepMessage(const zvEventRecord* event, void* user_data) {
 int main(void) {
     char message[64] = "";
     uint32_t callback_id = 0;
-    zvEventRecord record = {0};
+    zvEventRecord record = zvEventRecordInit();
     FILE* const file = fopen("c_program.xml", "w");
     CHECK(file != NULL);
     fputs(
@@ -28,10 +28,7 @@ int main(void) {
 
     CHECK(zvEventRegisterCallback(KeepMessage, message, &callback_id) == ZVEVENT_OK);
     CHECK(zvEventInitialize("c_program.xml") == ZVEVENT_OK);
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
     record.message = "from C";
-    record.severity = zvEventSeverityError;
     CHECK(zvEventSubmit(&record) == ZVEVENT_OK);
     CHECK(zvEventFlush(10000) == ZVEVENT_OK);
     CHECK(strcmp(message, "from C") == 0);

@@ -44,16 +44,13 @@ std::string Decoded(const std::string& text) {
 
 bool ForEachRecord(std::istream& text, const std::function<bool(const zvEventRecord&)>& handle) {
     bool good = true;
-    zvEventRecord empty{};
-    empty.struct_size = sizeof empty;
-    empty.version = ZVEVENT_API_VERSION;
-    zvEventRecord record = empty;
+    zvEventRecord record = zvEventRecordInit();
     std::list<std::string> values;
     for (std::string line; std::getline(text, line);) {
         const std::size_t equals = line.find('=');
         if (equals == std::string::npos) {
             good = handle(record) && good;
-            record = empty;
+            record = zvEventRecordInit();
             continue;
         }
         const std::string name = line.substr(0, equals);
