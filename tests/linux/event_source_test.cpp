@@ -12,8 +12,4 @@ TEST(EventSource, CannotBeInstalledAndIsNeverThere) {
         zvevent::LastErrorText(),
         "Unable to create Windows Event Log source registry key error=" + std::to_string(ENOTSUP));
     EXPECT_EQ(zvEventRemoveWindowsEventSource("zvEvent"), ZVEVENT_OK);
-    for (const char* bad : {static_cast<const char*>(nullptr), "", "a\\b", "\\"}) {
-        EXPECT_EQ(zvEventInstallWindowsEventSource(bad, "file"), ZVEVENT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(zvEventRemoveWindowsEventSource(bad), ZVEVENT_E_INVALID_ARGUMENT);
-    }
 }

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "platform/windows/event_source_key.h"
+#include "platform/windows/wide_text.h"
 
 namespace zvevent {
 
@@ -15,22 +16,23 @@ constexpr DWORD kTypesSupported = 7;
 constexpr DWORD kCustomSource = 1;
 
 // The full path of the module this code is in, or a message file that every system has.
-std::string DefaultMessageFile() {
+std::wstring DefaultMessageFile() {
     HMODULE module = nullptr;
-    std::array<char, MAX_PATH> path{};
-    if (GetModuleHandleExA(
+    std::array<wchar_t, MAX_PATH> path{};
+    if (GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCSTR>(&DefaultMessageFile), &module) != 0) {
+            reinterpret_cast<LPCWSTR>(&DefaultMessageFile), &module) != 0) {
         const DWORD length =
-            GetModuleFileNameA(module, path.data(), static_cast<DWORD>(path.size()));
+            GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
         if (length > 0 && length < path.size()) return {path.data(), length};
     }
-    return "%SystemRoot%\\System32\\EventCreate.exe";
+    return L"%SystemRoot%\\System32\\EventCreate.exe";
 }
 
-LSTATUS SetText(HKEY key, const char* name, const std::string& text) {
-    return RegSetValueExA(key, name, 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                          static_cast<DWORD>(text.size() + 1));
+// Wide, as the other call would read the bytes in the machine's code page.
+LSTATUS SetText(HKEY key, const wchar_t* name, const std::wstring& text) {
+    return RegSetValueExW(key, name, 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                          static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
 LSTATUS SetNumber(HKEY key, const char* name, DWORD number) {
@@ -38,8 +40,8 @@ LSTATUS SetNumber(HKEY key, const char* name, DWORD number) {
                           sizeof number);
 }
 
-LSTATUS SetValues(HKEY key, const std::string& message_file) {
-    LSTATUS status = SetText(key, "EventMessageFile", message_file);
+LSTATUS SetValues(HKEY key, const std::wstring& message_file) {
+    LSTATUS status = SetText(key, L"EventMessageFile", message_file);
     if (status == ERROR_SUCCESS) status = SetNumber(key, "TypesSupported", kTypesSupported);
     if (status == ERROR_SUCCESS) status = SetNumber(key, "CustomSource", kCustomSource);
     return status;
@@ -55,7 +57,7 @@ EventSourceResult CreateEventSource(const std::string& name, const std::string& 
     if (status != ERROR_SUCCESS) {
         return {EventSourceStep::kCreateKey, static_cast<std::uint32_t>(status)};
     }
-    status = SetValues(key, message_file.empty() ? DefaultMessageFile() : message_file);
+    status = SetValues(key, message_file.empty() ? DefaultMessageFile() : WideText(message_file));
     RegCloseKey(key);
     if (status != ERROR_SUCCESS) {
         return {EventSourceStep::kSetValue, static_cast<std::uint32_t>(status)};
