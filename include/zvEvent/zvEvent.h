@@ -328,7 +328,8 @@ ZVEVENT_API uint32_t zvEventGetApiVersion(void);
  * state of the library. On other systems there is nothing to register: ZVEVENT_E_FAILURE.
  *
  * source_name        non-empty, without a backslash
- * message_file_path  file with the message texts; NULL or "" means this library itself
+ * message_file_path  file with the message texts, UTF-8, such as that of zvEventMessages.dll; NULL
+ *                    or "" means this library itself
  *
  * Returns ZVEVENT_OK; ZVEVENT_E_INVALID_ARGUMENT (bad name); ZVEVENT_E_FAILURE (registry; the last
  * error carries the system's code).

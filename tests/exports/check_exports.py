@@ -1,7 +1,7 @@
 """What the built library shows to the outside: exactly what the headers declare, its own name, and
-on Windows the DLLs that it needs and how it may be loaded.
+on Windows the DLLs that it needs, how it may be loaded and what its properties say.
 
-    check_exports.py LIBRARY NM OBJDUMP
+    check_exports.py LIBRARY VERSION NM OBJDUMP
 """
 import pathlib
 import re
@@ -23,7 +23,7 @@ def plain(symbols):
                   for match, symbol in zip(mangled, symbols))
 
 
-library, nm, objdump = sys.argv[1:]
+library, version, nm, objdump = sys.argv[1:]
 text = subprocess.check_output([objdump, "-p", library], text=True)
 if library.endswith(".dll"):
     table = text.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
@@ -33,6 +33,14 @@ if library.endswith(".dll"):
     assert needed and needed <= SYSTEM_DLLS, needed - SYSTEM_DLLS
     characteristics = text.split("DllCharacteristics")[1].split("SizeOfStackReserve")[0]
     assert LOADING <= set(characteristics.split()), characteristics
+    # No symbols, the same bytes from the same sources, and which Windows at least.
+    assert re.search(r"symbols stripped.*Time/Date\s+Thu Jan  1 00:00:00 1970\s.*"
+                     r"MajorSubsystemVersion\s+10\s", text, re.S), text
+    described = pathlib.Path(library).read_bytes().decode("utf-16-le", "replace")
+    for name, value in (("CompanyName", "zvEvent"), ("ProductName", "zvEvent"),
+                        ("LegalCopyright", "The zvEvent authors"), ("FileVersion", version),
+                        ("OriginalFilename", pathlib.Path(library).name)):
+        assert re.search(f"{name}\0+{re.escape(value)}\0", described), name
 else:
     # Each line ends with a kind and a name; the version is a symbol of kind A, which some tools
     # write as NAME@@NAME.
