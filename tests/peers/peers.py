@@ -9,6 +9,7 @@ import os
 import shlex
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import time
@@ -78,16 +79,26 @@ def config(**sinks):
     return f'<zvCFG>{key("QRV", key("Events", core + state + key("sink", text)))}</zvCFG>'
 
 
-def lines(events):
-    """Events (dicts of record fields; str, bytes or numbers) as the programs read them."""
-    def encoded(value):
-        raw = value if isinstance(value, bytes) else str(value).encode()
-        return "".join(chr(b) if 32 <= b < 127 and b != 37 else f"%{b:02X}" for b in raw)
+FIELDS = """struct_size version event_id event_type source_id source_name message severity reserved
+    action dedupe_key correlation_id utc_ns ptp_ns pts timecode value threshold units duration_ms
+    details_json""".split()
+LAYOUT = "IIQPPPPIIPPPQQqPddPQP"  # of a record; P is a text
 
-    text = ""
-    for event in events:
-        text += "".join(f"{name}={encoded(value)}\n" for name, value in event.items()) + ".\n"
-    return text.encode()
+
+def lines(events):
+    """Events (dicts of fields; str, bytes or numbers) as the programs read them (see records.h)."""
+    def line(event):
+        texts, values = b"", []
+        for name, kind in zip(FIELDS, LAYOUT):
+            value = event.get(name, 0)
+            if kind == "P" and name in event:
+                text = value if isinstance(value, bytes) else str(value).encode()
+                value, texts = struct.calcsize(LAYOUT) + len(texts), texts + text + b"\0"
+            values.append(float(value) if kind == "d" else int(value))
+        return (struct.pack(LAYOUT, *values) + texts).hex().encode() + b"\n"
+
+    return b"".join(line({"struct_size": struct.calcsize(LAYOUT), "version": 0x10000,
+                          "severity": 1, **event}) for event in events)
 
 
 def emit(directory, config_text, events):
