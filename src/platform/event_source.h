@@ -15,8 +15,8 @@ struct EventSourceResult {
 };
 
 // Windows: creates or rewrites the registry entry of an Application log source. With an empty
-// `message_file` (UTF-8) the entry names this library's own module. Elsewhere there is nothing to register
-// with: refused at kCreateKey with the system's code for "not supported".
+// `message_file` (UTF-8) the entry names this library's own module. Elsewhere there is nothing to
+// register with: refused at kCreateKey with the system's code for "not supported".
 EventSourceResult CreateEventSource(const std::string& name, const std::string& message_file);
 
 // Removes that entry; that there is none is no error.
