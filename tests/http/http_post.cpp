@@ -6,6 +6,8 @@
 // succeeded, the milliseconds of all together, and the last answer's body in hex. A COUNT of 0 ends
 // the process while a thread sends in a loop, and an exit handler older than any request sends once
 // more and prints how many succeeded.
+#include <array>
+#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -17,66 +19,48 @@
 
 namespace {
 
-struct Job {
-    int count = 0;
-    std::uint32_t timeout_ms = 0;
-    std::string method, url, headers, body;
-};
+using Job = std::array<std::string, 6>;
 Job* last_job = nullptr;  // never deleted: the exit handler and the thread read it
 
-std::string FromHex(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
-
 Job ReadJob(const std::string& line) {
+    Job job;
     std::istringstream text(line);
-    std::string part[6];
-    for (std::string& one : part)
-        std::getline(text, one, '\t');
-    return {std::stoi(part[0]), static_cast<std::uint32_t>(std::stoul(part[1])),
-            FromHex(part[2]),   FromHex(part[3]),
-            FromHex(part[4]),   FromHex(part[5])};
+    for (std::string& part : job)
+        std::getline(text, part, '\t');
+    for (std::size_t i = 2; i < job.size(); ++i) {
+        std::string bytes(job[i].size() / 2, '\0');
+        for (std::size_t at = 0; at < bytes.size(); ++at) {
+            unsigned char byte = 0;
+            std::from_chars(&job[i][2 * at], &job[i][2 * at] + 2, byte, 16);
+            bytes[at] = static_cast<char>(byte);
+        }
+        job[i] = bytes;
+    }
+    return job;
 }
 
 bool Send(const Job& job, std::string* answer = nullptr) {
+    const auto& [count, timeout, method, url, headers, body] = job;
     void* response = nullptr;
     std::uint32_t length = 0;
-    const bool good = zvOSHTTPCommand(job.url.c_str(), job.method.c_str(), job.headers.c_str(),
-                                      job.body.data(), static_cast<std::uint32_t>(job.body.size()),
-                                      &response, &length, job.timeout_ms) != 0;
+    const bool good = zvOSHTTPCommand(url.c_str(), method.c_str(), headers.c_str(), body.data(),
+                                      static_cast<std::uint32_t>(body.size()), &response, &length,
+                                      static_cast<std::uint32_t>(std::stoul(timeout))) != 0;
     if (answer != nullptr) answer->assign(static_cast<const char*>(response), length);
     ZVFree(response);
     return good;
 }
 
-void SendAtExit() {
-    if (last_job != nullptr) std::cout << Send(*last_job) << std::endl;
-}
-
-void SendTimes(const Job& job) {
-    const auto start = std::chrono::steady_clock::now();
-    int good = 0;
-    std::string answer;
-    for (int i = 0; i < job.count; ++i)
-        good += Send(job, &answer);
-    const auto ms = (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
-    std::string hex;
-    for (const char c : answer)
-        for (const int digit : {c >> 4 & 15, c & 15})
-            hex += "0123456789abcdef"[digit];
-    std::cout << good << ' ' << ms << ' ' << hex << std::endl;
-}
-
 }  // namespace
 
 int main() {
-    std::atexit(SendAtExit);
+    std::atexit([] {
+        if (last_job != nullptr) std::cout << Send(*last_job) << std::endl;
+    });
     for (std::string line; std::getline(std::cin, line);) {
         const Job job = ReadJob(line);
-        if (job.count == 0) {
+        const int count = std::stoi(job[0]);
+        if (count == 0) {
             last_job = new Job(job);
             Send(job);
             std::thread([] {
@@ -85,6 +69,16 @@ int main() {
             }).detach();
             return 0;
         }
-        SendTimes(job);
+        const auto start = std::chrono::steady_clock::now();
+        std::string answer;
+        int good = 0;
+        for (int i = 0; i < count; ++i)
+            good += Send(job, &answer);
+        std::cout << good << ' '
+                  << (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1)
+                  << ' ';
+        for (const char c : answer)
+            std::cout << "0123456789abcdef"[c >> 4 & 15] << "0123456789abcdef"[c & 15];
+        std::cout << std::endl;
     }
 }

@@ -1,11 +1,11 @@
-"""A scripted HTTP server, and the program that sends requests over the utility layer
-(http_post.cpp)."""
+"""A scripted HTTP server, certificates for it, and the program that sends requests over the utility
+layer (http_post.cpp)."""
 import os
 import socket
+import ssl
 import subprocess
 import threading
 
-SEPARATOR = b"\xa7"
 OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
 
 
@@ -18,7 +18,7 @@ class Client:
                  "https_proxy": "http://127.0.0.1:1", **environment})
 
     def job(self, url, headers=(), body=b"{}", timeout=20000, count=1, method="POST"):
-        lines = SEPARATOR.join(line.encode() for line in headers)
+        lines = b"\xa7".join(line.encode() for line in headers)
         parts = (part.hex() for part in (method.encode(), url.encode(), lines, body))
         return "\t".join([str(count), str(timeout), *parts]) + "\n"
 
@@ -29,12 +29,9 @@ class Client:
         good, ms, body = self.process.stdout.readline().rstrip("\r\n").split(" ")
         return int(good), int(ms), bytes.fromhex(body)
 
-    def status(self, name):
+    def resident_kib(self):
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
-            return int(next(line for line in file if line.startswith(name)).split()[1])
-
-    def descriptors(self):
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+            return int(next(line for line in file if line.startswith("VmRSS")).split()[1])
 
     def end(self, last_line=""):
         output, _ = self.process.communicate(last_line, 60)
@@ -43,16 +40,19 @@ class Client:
 
 
 class Server:
-    """Plays `script(connection, requests)` on every connection. Iterating over the requests reads
-    them; they are remembered as their head's lines and their body."""
+    """Plays `script(connection, requests)` on every connection, over TLS with a certificate's path.
+    Iterating over the requests reads them; they are remembered as their head's lines and body."""
 
-    def __init__(self, script):
+    def __init__(self, script, certificate=None):
         self.listener = socket.create_server(("127.0.0.1", 0), backlog=64)
-        self.script, self.requests, self.connections = script, [], 0
+        self.script, self.requests, self.connections, self.tls = script, [], 0, None
+        if certificate is not None:
+            self.tls = ssl.create_default_context(ssl.Purpose.CLIENT_AUTH)
+            self.tls.load_cert_chain(certificate)
         threading.Thread(target=self.accept, daemon=True).start()
 
-    def url(self, path="/", scheme="http"):
-        return f"{scheme}://127.0.0.1:{self.listener.getsockname()[1]}{path}"
+    def url(self, path="/", scheme="http", host="127.0.0.1"):
+        return f"{scheme}://{host}:{self.listener.getsockname()[1]}{path}"
 
     def accept(self):
         while True:
@@ -61,11 +61,13 @@ class Server:
             threading.Thread(target=self.play, args=(connection,), daemon=True).start()
 
     def play(self, connection):
-        with connection:
-            try:
+        try:
+            if self.tls is not None:
+                connection = self.tls.wrap_socket(connection, server_side=True)
+            with connection:
                 self.script(connection, self.read(connection.makefile("rb")))
-            except OSError:
-                pass
+        except OSError:
+            connection.close()
 
     def read(self, stream):
         while head := b"".join(iter(stream.readline, b"\r\n")).decode("latin-1").splitlines():
@@ -81,3 +83,20 @@ def answering(answer, once=False):
             if once:
                 return
     return script
+
+
+def make_certificates(directory):
+    """For "localhost" with their keys: lonely.pem, signed by itself, and signed.pem by ca.pem."""
+    def new(name, *options):
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2",
+                        *options, "-keyout", name + ".key", "-out", name + ".pem"],
+                       cwd=directory, check=True, capture_output=True)
+        with open(os.path.join(directory, name + ".pem"), "a", encoding="ascii") as file, \
+                open(os.path.join(directory, name + ".key"), encoding="ascii") as key:
+            file.write(key.read())
+
+    host = ["-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost"]
+    new("lonely", *host)
+    new("ca", "-subj", "/CN=zvEvent test authority")
+    new("signed", *host, "-CA", "ca.pem", "-CAkey", "ca.key", "-addext",
+        "basicConstraints=critical,CA:FALSE")
