@@ -168,8 +168,9 @@ static inline zvEventRecord zvEventRecordInit(void) {
  * worker blocks nearly all signals, and a program that a callback starts inherits that: empty its
  * signal mask first (posix_spawnattr_setsigmask, or sigprocmask before exec). A C++ exception
  * that leaves it is caught and counted, and the other callbacks still run, provided that it is of
- * the C++ runtime that the library was built with; a callback built with another one must not
- * throw.
+ * the C++ runtime that the library was built with. An exception of another one, as of a program
+ * built with MSVC beside the DLL built with mingw-w64, ends the process: let none leave the
+ * callback.
  */
 typedef void (*zvEventCallback)(const zvEventRecord* event, void* user_data);
 

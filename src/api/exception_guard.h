@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "base/contain.h"
 #include "base/last_error.h"
@@ -17,17 +17,12 @@ std::uint32_t Guarded(const char* name, Body&& body) {
     std::uint32_t result = ZVEVENT_E_FAILURE;
     Contain([&] { result = body(); },
             [name](const char* what) {
-                // There may be no memory for the text either; the code says enough then.
-                Contain([&] {
-                    std::string text = name != nullptr ? std::string(name) + " failed"
-                                                       : std::string("zvEvent internal error");
-                    if (what != nullptr) {
-                        text.append(": ").append(what);
-                    } else {
-                        text += " with an unknown exception";
-                    }
-                    SetLastErrorText(text);
-                });
+                const std::string_view failed =
+                    name != nullptr ? " failed" : "zvEvent internal error";
+                const std::string_view separator =
+                    what != nullptr ? ": " : " with an unknown exception";
+                SetLastErrorText(
+                    {name != nullptr ? name : "", failed, separator, what != nullptr ? what : ""});
             });
     return result;
 }

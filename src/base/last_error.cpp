@@ -1,8 +1,5 @@
 #include "base/last_error.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace zvevent {
 
 namespace {
@@ -16,8 +13,15 @@ thread_local Text last_error;  // zero-initialised: empty
 }  // namespace
 
 void SetLastErrorText(std::string_view text) noexcept {
-    last_error.length = std::min(text.size(), kLastErrorBytes);
-    if (!text.empty()) std::memcpy(last_error.bytes, text.data(), last_error.length);
+    SetLastErrorText({text});
+}
+
+void SetLastErrorText(std::initializer_list<std::string_view> parts) noexcept {
+    last_error.length = 0;
+    for (const std::string_view part : parts) {
+        const std::size_t room = kLastErrorBytes - last_error.length;
+        last_error.length += part.copy(last_error.bytes + last_error.length, room);
+    }
 }
 
 void ClearLastErrorText() noexcept {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <string_view>
 
 namespace zvevent {
@@ -15,6 +16,8 @@ namespace zvevent {
 inline constexpr std::size_t kLastErrorBytes = 4096;
 
 void SetLastErrorText(std::string_view text) noexcept;
+// The parts one after the other. Like all here it needs no memory that could run out.
+void SetLastErrorText(std::initializer_list<std::string_view> parts) noexcept;
 void ClearLastErrorText() noexcept;
 
 // Valid until the calling thread's next set or clear.
