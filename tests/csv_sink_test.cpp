@@ -15,12 +15,7 @@
 namespace zvevent {
 namespace {
 
-zvEventSinkConfig ConfigOf(const std::string& path, bool flush_each_event = false) {
-    zvEventSinkConfig config;
-    config.csv.path = path;
-    config.csv.flush_each_event = flush_each_event;
-    return config;
-}
+namespace fs = std::filesystem;
 
 std::string Row(const zvEventNormalizedEvent& event = test::SampleEvent()) {
     std::string row;
@@ -30,7 +25,7 @@ std::string Row(const zvEventNormalizedEvent& event = test::SampleEvent()) {
 
 const std::string kHeader(kCsvHeader);
 
-TEST(CsvSink, WritesTwentyColumns) {
+TEST(CsvRow, WritesTwentyColumns) {
     EXPECT_EQ(Row(),
               "65536,42,2023-11-14T22:13:20.123456789Z,1700000000123456789,warning,raise,"
               "temperature,psu-1,Power supply 1,psu-1/temperature,c-7,Too hot,81.5,"
@@ -49,34 +44,44 @@ TEST(CsvSink, WritesTwentyColumns) {
               "\"line\nfeed \"\"a\",1.0000000000000001e+300,-inf,\"\r\",0,0,0,,\n");
 }
 
-std::shared_ptr<zvEventCsvSink> Opened(const std::string& path, bool flush_each_event = false) {
-    std::shared_ptr<zvEventCsvSink> sink;
-    EXPECT_EQ(zvEventCsvSink::Create(ConfigOf(path, flush_each_event), &sink, nullptr), ZVEVENT_OK);
-    return sink;
-}
-
-TEST(CsvSink, BeginsNewAndEmptyFilesWithAHeader) {
-    const test::TempDirectory directory;
-    const std::string path = directory.Write("e.csv", "");
-    {
-        zvEventCsvSink sink(ConfigOf(path));
-        zvEventNormalizedEvent debug = test::SampleEvent();
-        debug.severity = zvEventSeverityDebug;
-        EXPECT_EQ(sink.write(debug, nullptr), ZVEVENT_OK);
-        EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
-        EXPECT_EQ(directory.Read("e.csv"), kHeader) << "rows are collected";
-        sink.hand_over();
-        EXPECT_EQ(directory.Read("e.csv"), kHeader + Row());
-        EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
-        // The next sink of the path goes on with them.
-        EXPECT_EQ(Opened(path, true)->write(test::SampleEvent(), nullptr), ZVEVENT_OK);
-        EXPECT_EQ(directory.Read("e.csv"), kHeader + Row() + Row() + Row());
-        EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
+struct CsvSink : testing::Test {
+    zvEventSinkConfig ConfigOf(const std::string& name, bool flush_each_event = false) const {
+        zvEventSinkConfig config;
+        config.csv = {directory_.File(name), flush_each_event};
+        return config;
     }
-    EXPECT_EQ(directory.Read("e.csv"), kHeader + Row() + Row() + Row() + Row());
+    std::shared_ptr<zvEventCsvSink> Opened(const char* name, bool flush_each_event = false) {
+        std::shared_ptr<zvEventCsvSink> sink;
+        zvEventCsvSink::Create(ConfigOf(name, flush_each_event), &sink, &error_);
+        return sink;
+    }
+    std::string Read() const { return directory_.Read("e.csv"); }
+
+    const test::TempDirectory directory_;
+    const zvEventNormalizedEvent event_ = test::SampleEvent();
+    std::string error_;
+};
+
+TEST_F(CsvSink, BeginsNewAndEmptyFilesWithAHeader) {
+    directory_.Write("e.csv", "");
+    auto sink = Opened("e.csv");
+    zvEventNormalizedEvent debug = event_;
+    debug.severity = zvEventSeverityDebug;
+    for (const auto& event : {debug, event_})
+        EXPECT_EQ(sink->write(event, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(Read(), kHeader) << "rows are collected";
+    sink->hand_over();
+    EXPECT_EQ(Read(), kHeader + Row());
+    sink->write(event_, nullptr);
+    // The next sink of the path goes on with them.
+    EXPECT_EQ(Opened("e.csv", true)->write(event_, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(Read(), kHeader + Row() + Row() + Row());
+    sink->write(event_, nullptr);
+    sink.reset();
+    EXPECT_EQ(Read(), kHeader + Row() + Row() + Row() + Row());
 }
 
-TEST(CsvSink, EndsARowThatWasLeftCut) {
+TEST_F(CsvSink, EndsARowThatWasLeftCut) {
     zvEventNormalizedEvent event = test::SampleEvent();
     event.message = "a\nb \"c\"";
     const std::string row = Row(event);
@@ -96,82 +101,70 @@ TEST(CsvSink, EndsARowThatWasLeftCut) {
         {"\"odd\"\"\n" + row + long_row + until(row, "raise"), "\n"},
         {row + long_row.substr(0, 90'000), "\"\n"}};
     for (const auto& [left, end] : cases) {
-        const test::TempDirectory directory;
-        const std::string path = directory.Write("e.csv", left);
-        Opened(path)->write(test::SampleEvent(), nullptr);
-        EXPECT_EQ(directory.Read("e.csv"), left + end + Row());
-        // Another writer may be about to write the rest.
-        const auto other = Opened(path);
-        directory.Write("e.csv", left);
-        std::filesystem::create_hard_link(directory.Path("e.csv"), directory.Path("same"));
-        Opened(directory.File("same"));
-        EXPECT_EQ(directory.Read("e.csv"), left);
+        directory_.Write("e.csv", left);
+        Opened("e.csv")->write(event_, nullptr);
+        EXPECT_EQ(Read(), left + end + Row());
     }
+    // Another writer may be about to write the rest.
+    const auto other = Opened("e.csv");
+    directory_.Write("e.csv", row.substr(0, 9));
+    fs::create_hard_link(directory_.Path("e.csv"), directory_.Path("same"));
+    Opened("same");
+    EXPECT_EQ(Read(), row.substr(0, 9));
 }
 
-TEST(CsvSink, FollowsAFileThatIsRotated) {
+TEST_F(CsvSink, FollowsAFileThatIsRotated) {
+    const auto file = directory_.Path("e.csv"), old = directory_.Path("old");
     for (const bool each : {false, true}) {
-        const test::TempDirectory directory;
-        const auto sink = Opened(directory.File("e.csv"), each);
-        const auto add = [&] {
-            EXPECT_EQ(sink->write(test::SampleEvent(), nullptr), ZVEVENT_OK);
+        const auto sink = Opened("e.csv", each);
+        for (const std::string then : {"renamed", "emptied", "replaced", "removed"}) {
+            EXPECT_EQ(sink->write(event_, nullptr), ZVEVENT_OK);
             EXPECT_EQ(sink->flush(0), ZVEVENT_OK);
-            return directory.Read("e.csv");
-        };
-        EXPECT_EQ(add(), kHeader + Row());
-        std::filesystem::rename(directory.Path("e.csv"), directory.Path("1"));
-        EXPECT_EQ(add(), kHeader + Row()) << "renamed";
-        EXPECT_EQ(directory.Read("1"), kHeader + Row());
-        std::filesystem::resize_file(directory.Path("e.csv"), 0);
-        EXPECT_EQ(add(), kHeader + Row()) << "emptied";
-        std::filesystem::rename(directory.Path("e.csv"), directory.Path("2"));
-        directory.Write("e.csv", "");
-        EXPECT_EQ(add(), kHeader + Row()) << "replaced";
+            EXPECT_EQ(Read(), kHeader + Row()) << "before it is " << then;
+            then == "emptied" ? fs::resize_file(file, 0) : fs::rename(file, old);
+            if (then == "replaced") directory_.Write("e.csv", "");
+        }
+        EXPECT_EQ(directory_.Read("old"), kHeader + Row());
     }
 }
 
-TEST(CsvSink, CreatesDirectoriesAndHealsOnceTheCauseIsGone) {
-    const test::TempDirectory directory;
-    directory.Write("file", "x");
+TEST_F(CsvSink, CreatesDirectoriesAndHealsOnceTheCauseIsGone) {
+    directory_.Write("file", "x");
+    const std::string in_the_way =
+        "Unable to create directory for zvEvent CSV sink: " + directory_.File("file");
     const std::pair<const char*, std::string> cases[] = {
         {"a/\xC3\xA9//c/e.csv", ""},
-        {"file/e.csv",
-         "Unable to create directory for zvEvent CSV sink: " + directory.File("file")},
-        {"a", "Unable to open zvEvent CSV file for append: " + directory.File("a")}};
+        {"file/e.csv", in_the_way},
+        {"a", "Unable to open zvEvent CSV file for append: " + directory_.File("a")}};
     for (const auto& [name, expected] : cases) {
-        std::shared_ptr<zvEventCsvSink> sink;
-        std::string error;
-        const auto result = zvEventCsvSink::Create(ConfigOf(directory.File(name)), &sink, &error);
-        EXPECT_EQ(result, expected.empty() ? ZVEVENT_OK : ZVEVENT_E_FAILURE);
-        EXPECT_EQ(error, expected);
-        EXPECT_EQ(sink == nullptr, !expected.empty());
+        error_.clear();
+        EXPECT_EQ(Opened(name) == nullptr, !expected.empty());
+        EXPECT_EQ(error_, expected);
     }
-    EXPECT_EQ(directory.Read("a/\xC3\xA9/c/e.csv"), kHeader);
-    zvEventCsvSink sink(ConfigOf(directory.File("file/e.csv"), true));
-    EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_E_FAILURE);
-    EXPECT_EQ(sink.LastError(), cases[1].second);
-    std::filesystem::remove(directory.Path("file"));
-    EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), ZVEVENT_OK);
-    EXPECT_EQ(directory.Read("file/e.csv"), kHeader + Row());
+    EXPECT_EQ(directory_.Read("a/\xC3\xA9/c/e.csv"), kHeader);
+    zvEventCsvSink sink(ConfigOf("file/e.csv", true));
+    EXPECT_EQ(sink.write(event_, nullptr), ZVEVENT_E_FAILURE);
+    EXPECT_EQ(sink.LastError(), in_the_way);
+    fs::remove(directory_.Path("file"));
+    EXPECT_EQ(sink.write(event_, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(directory_.Read("file/e.csv"), kHeader + Row());
 }
 
 // Several writers of one file that know nothing of each other: every row comes out whole.
-TEST(CsvSink, NeverTearsRowsOfOtherWriters) {
-    const test::TempDirectory directory;
-    directory.Write("0", kHeader);
+TEST_F(CsvSink, NeverTearsRowsOfOtherWriters) {
+    directory_.Write("0", kHeader);
     std::set<std::string> expected;
     std::vector<std::thread> threads;
     for (std::uint64_t writer = 0; writer < 3; ++writer) {
-        std::vector<zvEventNormalizedEvent> events(400, test::SampleEvent());
+        std::vector<zvEventNormalizedEvent> events(400, event_);
         for (zvEventNormalizedEvent& event : events) {
             event.event_id = expected.size();
             event.message.assign(expected.size() % 400, 'x');
             expected.insert(Row(event));
         }
         const std::string name = std::to_string(writer);
-        if (writer != 0)
-            std::filesystem::create_hard_link(directory.Path("0"), directory.Path(name));
-        threads.emplace_back([sink = Opened(directory.File(name), writer == 0), events] {
+        if (writer != 0) fs::create_hard_link(directory_.Path("0"), directory_.Path(name));
+        threads.emplace_back([sink = Opened(name.c_str(), writer == 0), events] {
             for (const zvEventNormalizedEvent& event : events)
                 EXPECT_EQ(sink->write(event, nullptr), ZVEVENT_OK);
         });
@@ -179,7 +172,7 @@ TEST(CsvSink, NeverTearsRowsOfOtherWriters) {
     for (std::thread& thread : threads)
         thread.join();
     threads.clear();  // and with them the sinks
-    std::istringstream lines(directory.Read("0").substr(kHeader.size()));
+    std::istringstream lines(directory_.Read("0").substr(kHeader.size()));
     for (std::string line; std::getline(lines, line);)
         EXPECT_EQ(expected.erase(line + "\n"), 1U) << line;
     EXPECT_TRUE(expected.empty());

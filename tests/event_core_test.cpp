@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <random>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -96,67 +97,52 @@ struct EventCoreTest : testing::Test {
     EventCore core_{recorder_};
 };
 
-TEST_F(EventCoreTest, FiltersThenDropsTheNewestOfAFullQueue) {
-    ASSERT_EQ(core_.Start(ConfigOf(2, zvEventDropPolicy::drop_newest, 2)), ZVEVENT_OK);
-    HoldTheWorker();
-    for (const auto& [message, severity] : {std::pair{"info", 1U}, {"a", 2U}, {"b", 3U}, {"c", 3U}})
-        EXPECT_EQ(Enqueue(message, severity), ZVEVENT_OK);
-    ASSERT_EQ(core_.Reload(ConfigOf(9, zvEventDropPolicy::drop_newest, 0, false)), ZVEVENT_OK);
-    EXPECT_EQ(Enqueue("disabled"), ZVEVENT_OK);
-    EXPECT_EQ(Delivered(), "held a b ");
-    const CoreStatistics statistics = CheckedStatistics();
-    EXPECT_EQ(statistics.received, 6U);
-    EXPECT_EQ(statistics.processed, 3U);
-    EXPECT_EQ(statistics.dropped, (DroppedEvents{.filtered = 2, .full = 1}));
-    EXPECT_EQ(statistics.queue_capacity, 9U);
-    EXPECT_EQ(statistics.queue_high_water, 2U);
-}
-
-// Evictions while the ring has wrapped and grown, against a model of the policy: the oldest debug
-// or info event makes place, whatever the new one; without one the new one is lost.
-TEST_F(EventCoreTest, EvictsExactlyLikeTheModel) {
-    ASSERT_EQ(core_.Start(ConfigOf(100, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
+// Both policies while the ring wraps, grows and is trimmed, against a model: a queue that is too
+// long loses its oldest debug or info event, the new one excepted, or else the newest.
+TEST_F(EventCoreTest, FiltersAndDropsExactlyLikeTheModel) {
+    auto draw = [random = std::mt19937()](std::uint32_t below) mutable {
+        return static_cast<std::uint32_t>(random() % below);
+    };
     std::string expected;
-    std::uint32_t random = 1;
-    for (std::uint64_t round = 1; round <= 3; ++round) {
+    DroppedEvents dropped;
+    std::uint64_t high_water = 0;
+    EventCore::Config config = ConfigOf(100);
+    ASSERT_EQ(core_.Start(config), ZVEVENT_OK);
+    for (int round = 0; round < 20; ++round) {
         HoldTheWorker();
         expected += "held ";
         std::vector<std::pair<std::uint32_t, std::string>> model;
-        for (int i = 0; i < 400; ++i) {
-            random = random * 1664525 + 1013904223;
-            model.emplace_back(random >> 30, std::to_string(round) + "-" + std::to_string(i));
-            Enqueue(model.back().second, model.back().first);
-            if (model.size() <= 100) continue;
-            const auto low = std::find_if(model.begin(), model.end() - 1,
-                                          [](const auto& entry) { return entry.first <= 1; });
-            model.erase(low);  // the new one where there is none before it
+        for (int i = 0; i < 1000; ++i) {
+            std::uint64_t* reason = &dropped.purged;
+            if (i % 50 == 0) {
+                config = ConfigOf(1 + draw(150), static_cast<zvEventDropPolicy>(i / 50 % 2),
+                                  draw(2), i != 300);
+                EXPECT_EQ(core_.Reload(config), ZVEVENT_OK);
+            } else {
+                model.emplace_back(draw(4), std::to_string(i));
+                EXPECT_EQ(Enqueue(model.back().second, model.back().first), ZVEVENT_OK);
+                reason = &dropped.full;
+                if (!config->enabled || model.back().first < config->minimum_severity) {
+                    model.pop_back();
+                    ++dropped.filtered;
+                }
+            }
+            while (model.size() > config->queue_size) {
+                auto out = model.end() - 1;
+                if (config->drop_policy == zvEventDropPolicy::drop_debug_info_first)
+                    out = std::find_if(model.begin(), out, [](auto& e) { return e.first <= 1; });
+                ++(reason == &dropped.full && out + 1 != model.end() ? dropped.evicted : *reason);
+                model.erase(out);
+            }
+            high_water = std::max(high_water, model.size());
         }
         for (const auto& entry : model)
             expected += entry.second + " ";
         ASSERT_EQ(Delivered(), expected);
-        EXPECT_EQ(core_.Statistics().dropped.Total(), round * 300);
+        EXPECT_EQ(CheckedStatistics().dropped, dropped);
+        EXPECT_EQ(CheckedStatistics().queue_high_water, high_water);
     }
-}
-
-TEST_F(EventCoreTest, TrimsTheQueueAtReload) {
-    ASSERT_EQ(core_.Start(ConfigOf(8)), ZVEVENT_OK);
-    HoldTheWorker();
-    const std::uint32_t severities[] = {2, 1, 2, 0, 3, 2};
-    for (std::size_t i = 0; i < 6; ++i)
-        Enqueue(std::to_string(i), severities[i]);
-    EXPECT_EQ(core_.Reload(ConfigOf(5)), ZVEVENT_OK);  // loses 5
-    EXPECT_EQ(core_.Reload(ConfigOf(2, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
-    EXPECT_EQ(core_.Statistics().dropped.purged, 4U);  // 1 and 3 by their severity, then 4
-    EXPECT_EQ(core_.Statistics().queue_high_water, 6U);
-    EXPECT_EQ(core_.Reload(ConfigOf(3, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
-    Enqueue("6", zvEventSeverityError);
-    Enqueue("7", zvEventSeverityError);  // full; all is searched in vain
-    EXPECT_EQ(core_.Reload(ConfigOf(2, zvEventDropPolicy::drop_debug_info_first)), ZVEVENT_OK);
-    Enqueue("8", zvEventSeverityError);  // full again; some of what was searched is gone
-    EXPECT_EQ(core_.Reload(ConfigOf(3)), ZVEVENT_OK);
-    Enqueue("9", zvEventSeverityError);
-    EXPECT_EQ(core_.Reload(ConfigOf(0)), ZVEVENT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(Delivered(), "held 0 2 9 ");
+    EXPECT_EQ(CheckedStatistics().queue_capacity, config->queue_size);
 }
 
 TEST_F(EventCoreTest, CarriesEventsOfEverySize) {
@@ -180,16 +166,16 @@ TEST_F(EventCoreTest, NoSubmitWaitsForTheCopyOfALargeEvent) {
         return Clock::now() - start;
     };
     const std::string details(64 << 20, 'x');
-    const auto given_up = Clock::now() + test::kPatience;
     Clock::duration large{}, longest;
+    int tries = 100;
     do {
         auto other = std::async(std::launch::async, timed, details);
         for (longest = {}; other.wait_for(large.zero()) != std::future_status::ready;)
             longest = std::max(longest, timed("{}"));
         large = other.get();
         ASSERT_EQ(core_.WaitUntilDrained(0), ZVEVENT_OK);
-    } while (longest * 4 > large && Clock::now() < given_up);
-    EXPECT_LT(longest * 4, large);
+    } while (longest * 4 > large && --tries > 0);
+    EXPECT_GT(tries, 0);
 }
 
 TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
@@ -206,11 +192,7 @@ TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
     EXPECT_EQ(core_.Statistics().dropped, (DroppedEvents{.memory = 1}));
 }
 
-// Every snapshot adds up while events are filtered, dropped, evicted, trimmed, held back and
-// delivered.
 TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
-    constexpr zvEventDropPolicy kPolicies[] = {zvEventDropPolicy::drop_newest,
-                                               zvEventDropPolicy::drop_debug_info_first};
     ASSERT_EQ(core_.Start(ConfigOf(64)), ZVEVENT_OK);
     std::atomic<bool> enough{false};
     std::vector<std::thread> threads;
@@ -226,7 +208,7 @@ TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
     }
     threads.emplace_back([&] {
         for (std::uint32_t size = 1; !enough; size = size % 64 + 1)
-            core_.Reload(ConfigOf(size, kPolicies[size % 2], 1));
+            core_.Reload(ConfigOf(size, static_cast<zvEventDropPolicy>(size % 2), 1));
     });
     DroppedEvents seen;
     const auto given_up = Clock::now() + test::kPatience;
@@ -234,9 +216,8 @@ TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
          (i < 5000 ||
           seen.filtered * seen.full * seen.evicted * seen.purged * seen.suppressed == 0) &&
          Clock::now() < given_up;
-         ++i) {
+         ++i)
         seen = CheckedStatistics().dropped;
-    }
     EXPECT_LT(Clock::now(), given_up) << "not every reason was met";
     enough = true;
     for (std::thread& thread : threads)
@@ -247,8 +228,7 @@ TEST_F(EventCoreTest, LetsTheOutputsHandOverOnceBeforeItSleeps) {
     ASSERT_EQ(core_.Start(ConfigOf(16)), ZVEVENT_OK);
     for (int rounds = 1; rounds <= 3; ++rounds) {
         HoldTheWorker();
-        for (int i = 0; i < 9; ++i)
-            Enqueue("m");
+        Enqueue("m");
         EXPECT_EQ(recorder_.hand_overs, rounds - 1);
         Delivered();
         while (recorder_.hand_overs != rounds)
@@ -260,7 +240,6 @@ TEST_F(EventCoreTest, LetsTheOutputsHandOverOnceBeforeItSleeps) {
 TEST_F(EventCoreTest, StopDrainsFlushesAndRefuses) {
     EXPECT_EQ(core_.Stop(10), ZVEVENT_E_NOT_INITIALIZED);
     EXPECT_EQ(core_.Reload(ConfigOf(4)), ZVEVENT_E_NOT_INITIALIZED);
-    EXPECT_EQ(core_.Start(ConfigOf(0)), ZVEVENT_E_INVALID_ARGUMENT);
     EventView raise;
     raise.message = "m";
     raise.action = "raise";

@@ -1,11 +1,10 @@
 // A directory of its own for one test, removed with everything in it.
 #pragma once
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 namespace zvevent::test {
@@ -37,12 +36,9 @@ public:
     }
 
 private:
-    static inline std::atomic<int> count_{0};
-    const std::filesystem::path path_ =
-        std::filesystem::temp_directory_path() /
-        ("zvevent-test-" +
-         std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-" +
-         std::to_string(++count_));
+    const std::filesystem::path path_ = std::filesystem::temp_directory_path() /
+                                        ("zvevent-test-" + std::to_string(std::random_device()()) +
+                                         std::to_string(std::random_device()()));
 };
 
 }  // namespace zvevent::test
