@@ -36,8 +36,8 @@ bool Save(const Tree& tree) {
 
 struct ConfigTree : ::testing::Test {
     std::string Read() const { return directory_.Read(kFile); }
-    Tree Open(const char* file = kFile) const {
-        return {zvCFGOpen(directory_.File(file).c_str(), 0), [](auto* t) { zvCFGClose(t, 1); }};
+    Tree Open() const {
+        return {zvCFGOpen(directory_.File(kFile).c_str(), 0), [](auto* t) { zvCFGClose(t, 1); }};
     }
     Tree OpenText(const std::string& text) const {
         directory_.Write(kFile, text);
@@ -49,7 +49,7 @@ struct ConfigTree : ::testing::Test {
 TEST_F(ConfigTree, OpensWellFormedFilesOnly) {
     const auto nested = [](int depth) {
         std::string text;
-        for (int i = 0; i < depth; ++i)
+        while (--depth >= 0)
             text.insert(0, "<key>").append("</key>");
         return text;
     };

@@ -17,9 +17,7 @@ using E = zvEventNormalizedEvent;
 using R = zvEventRecord;
 
 R Record() {
-    R record{};
-    record.struct_size = sizeof record;
-    record.version = ZVEVENT_API_VERSION;
+    R record = zvEventRecordInit();
     record.message = "m";
     record.severity = zvEventSeverityError;
     return record;
@@ -71,8 +69,7 @@ TEST(Normalize, ReadsAFieldOnlyWhenTheRecordReachesToItsEnd) {
     ASSERT_EQ(sink.write(sample, nullptr), ZVEVENT_OK);
     EXPECT_EQ(full.struct_size, 152U);
     EXPECT_EQ(full.version, 0x10000U);
-    std::string ends;  // of the fields that one byte less lacks
-    std::string former;
+    std::string ends, former;  // the ends of the fields that one byte less lacks
     for (std::uint32_t size = 48; size <= 152; ++size) {
         E event = NormalizedPrefix(full, size);
         if (event.utc_ns != sample.utc_ns) event.utc_ns = 0;  // of now

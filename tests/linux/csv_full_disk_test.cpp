@@ -1,5 +1,4 @@
-// What a CSV file looks like after the disk was full in the middle of a row: a size limit of the
-// process stands in for the disk.
+// A disk that is full in the middle of a row: a size limit of the process stands in for it.
 #include "sinks/csv_file.h"
 
 #include <fcntl.h>
@@ -7,6 +6,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <tuple>
 
 #include "format/csv_row.h"
 #include "support/sample_event.h"
@@ -23,13 +24,11 @@ void LimitFileSize(rlim_t bytes) {
 }
 
 TEST(CsvFullDisk, LeavesNoPieceOfARowAndLosesOnlyWhatItReported) {
-    struct {
-        bool at_once;
-        std::size_t padding;  // so much that every row is handed over as it comes
-        std::string text;
-    } const modes[] = {{true, 0, "Unable to flush zvEvent CSV row: "},
-                       {false, 16 * 1024, "Unable to write zvEvent CSV row: "},
-                       {false, 0, "Unable to flush zvEvent CSV file: "}};
+    // Rows of 16 KiB are handed over as they come.
+    const std::tuple<bool, std::size_t, std::string> modes[] = {
+        {true, 0, "Unable to flush zvEvent CSV row: "},
+        {false, 16 * 1024, "Unable to write zvEvent CSV row: "},
+        {false, 0, "Unable to flush zvEvent CSV file: "}};
     for (const auto& [at_once, padding, text] : modes) {
         zvEventNormalizedEvent event = test::SampleEvent();
         event.message = "a\nb" + std::string(padding, 'x');
