@@ -51,6 +51,18 @@ TEST_F(ReportsTest, TellsOfAnOutputOnceAMinute) {
     EXPECT_EQ(LookAfter(1), "raise zvevent.output:csv/default 1;");
 }
 
+TEST_F(ReportsTest, ClearsAnOutputThatIsGoneAndBeginsAnew) {
+    Output().failed = 57;
+    Output().failing = true;
+    EXPECT_EQ(LookAfter(1), "raise zvevent.output:csv/default 57;");
+    Output().output = "csv/other";
+    Output().failing = false;
+    Output().failed = 0;
+    EXPECT_EQ(LookAfter(1), "clear zvevent.output:csv/default 0;");
+    Output().output = "csv/default";
+    EXPECT_EQ(LookAfter(100), "");
+}
+
 TEST_F(ReportsTest, LeavesItsOwnLossesOutOfAccount) {
     takes_ = false;
     Dropped().full = 5;

@@ -100,6 +100,7 @@ TEST(SinkSet, DeliversToEverySinkWhateverTheOthersDo) {
               "callbacks 3 0 0 0 ;");
     // A report about an output is not given to that one.
     event.event_type = kOutputReport;
+    event.source_name = kReportSource;
     event.source_id = "native/works";
     sinks.Dispatch(event, nullptr, nullptr);
     EXPECT_TRUE(StatusOf(sinks).starts_with("native/works 2 1 0 0 ;native/new 1 1 0 0 ;"));

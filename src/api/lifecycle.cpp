@@ -179,7 +179,9 @@ std::uint32_t Lifecycle::Reload(std::string path, bool* unchanged) {
     const FileStamp seen = StampOf(path);
     std::uint32_t result = Load(path.c_str(), kReloadFailed, config, empty);
     if (result == ZVEVENT_OK) result = Apply(std::move(config), seen, unchanged);
-    if (result != ZVEVENT_OK) Contain([&] { health_.ReloadFailed(LastErrorText()); });
+    if (result != ZVEVENT_OK && initialized_) {
+        Contain([&] { health_.ReloadFailed(LastErrorText()); });
+    }
     return result;
 }
 
@@ -247,7 +249,7 @@ void Lifecycle::DrainForExit() {
     const bool no_transition = LockWithin(transition, std::chrono::milliseconds(kStopTimeoutMs));
     const bool core_usable = core_.DrainForExit(kStopTimeoutMs);
     if (!no_transition || !core_usable || !LockWithin(lifecycle, kBriefLock)) initialized_ = false;
-    if (core_usable) Contain([this] { health_.ProcessEnds(); });
+    if (core_usable && lifecycle.owns_lock()) Contain([this] { health_.ProcessEnds(); });
 }
 
 }  // namespace zvevent

@@ -20,6 +20,9 @@ constexpr std::chrono::milliseconds kWhileChanging{250};
 // A changed file that stays empty or not well-formed for so many looks is told of.
 constexpr std::uint32_t kPatientLooks = 5;
 
+// A timed wait may end so much before the time that it was given.
+constexpr std::uint64_t kTimerSlackMs = 50;
+
 constexpr std::chrono::milliseconds kLockAtExit{1000};
 
 std::uint64_t MonotonicMs() {
@@ -85,6 +88,10 @@ void Health::PutInForce(const zvEventConfig& config, const FileStamp& seen) {
     config_.unknown_keys = config.unknown_keys;
     status_file_.SetPath(config.status_file);
     report_severity_ = config.report_severity;
+    reports_admitted_ =
+        report_severity_ && config.enabled && *report_severity_ >= config.minimum_severity;
+    config_is_changing_ = false;
+    unreadable_looks_ = 0;
     watching_ = config.watch_config == true;
     watch_.Follow(config.config_path, seen);
     written_ = LibraryStatus();  // the file may be another one now
@@ -111,11 +118,14 @@ void Health::EndThread() {
 void Health::Stopped() {
     const std::scoped_lock lock(mutex_);
     initialized_ = false;
-    if (status_file_.IsOn()) WriteIfNews(Snapshot());
+    if (status_file_.IsOn()) Contain([this] { WriteIfNews(Snapshot()); });
     status_file_.SetPath({});
     report_severity_.reset();
+    reports_admitted_ = false;
     reports_.Clear();
     watching_ = false;
+    config_is_changing_ = false;
+    unreadable_looks_ = 0;
 }
 
 void Health::ProcessEnds() {
@@ -133,7 +143,7 @@ void Health::Run() {
         }
         const auto pause = config_is_changing_ ? kWhileChanging : kBetweenLooks;
         if (wake_.wait_for(lock, pause, [this] { return end_requested_; })) return;
-        if (watching_) LookAtConfig(lock);
+        if (watching_) Contain([&] { LookAtConfig(lock); });
         if (!end_requested_) Contain([this] { LookAtLibrary(); });
     }
 }
@@ -142,13 +152,20 @@ void Health::Run() {
 void Health::LookAtConfig(std::unique_lock<std::mutex>& lock) {
     const ConfigWatch::Look look = watch_.LookAtFile();
     config_is_changing_ = look == ConfigWatch::Look::kChanging;
-    if (look != ConfigWatch::Look::kChanged) return;
+    if (look == ConfigWatch::Look::kUnchanged && unreadable_looks_ >= kPatientLooks) {
+        WatchedReloadDone(WatchedReload::kUnchanged);  // it is what it was again
+    }
+    if (look != ConfigWatch::Look::kChanged) {
+        unreadable_looks_ = 0;
+        return;
+    }
     const std::string path = watch_.path();
     lock.unlock();
     std::optional<WatchedReload> outcome;
-    Contain([&] {
+    const bool contained = Contain([&] {
         if (HoldsConfiguration(path)) outcome = reload_();
     });
+    if (!contained) outcome = WatchedReload::kFailed;
     lock.lock();
     if (outcome) {
         unreadable_looks_ = 0;
@@ -166,13 +183,16 @@ void Health::WatchedReloadDone(WatchedReload outcome) {
     reports_.WatchedReload(config_.last_error);
 }
 
-// Under mutex_.
+// Under mutex_. Once a second, also while a changing configuration is looked at more often.
 void Health::LookAtLibrary() {
+    const std::uint64_t now_ms = MonotonicMs();
+    if (now_ms < next_look_ms_) return;
+    next_look_ms_ = now_ms + static_cast<std::uint64_t>(kBetweenLooks.count()) - kTimerSlackMs;
     const LibraryStatus status = Snapshot();
-    if (report_severity_) {
-        reports_.LookAt(status, MonotonicMs(), [this](const Report& r) { return Submit(r); });
-    }
     if (status_file_.IsOn()) WriteIfNews(status);
+    if (reports_admitted_) {
+        reports_.LookAt(status, now_ms, [this](const Report& r) { return Submit(r); });
+    }
 }
 
 // Under mutex_.
@@ -188,7 +208,8 @@ LibraryStatus Health::Snapshot() {
                          .outputs = sinks_.Status()};
     for (OutputStatus& output : status.outputs) {
         Delivered& last = delivered_[output.output];
-        if (output.delivered != last.count) last = {output.delivered, status.written_ns};
+        if (output.delivered > last.count) last.seen_ns = status.written_ns;
+        last.count = output.delivered;
         output.last_delivered_ns = last.seen_ns;
     }
     return status;
@@ -208,7 +229,7 @@ bool Health::Submit(const Report& report) {
     event.severity = *report_severity_;
     event.event_type = report.event_type;
     event.source_id = report.source_id;
-    event.source_name = "zvEvent";
+    event.source_name = kReportSource;
     event.dedupe_key = report.subject;
     event.action = report.action;
     event.message = report.message;

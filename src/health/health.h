@@ -95,7 +95,9 @@ private:
     };
     std::map<std::string, Delivered, std::less<>> delivered_;
     std::optional<std::uint32_t> report_severity_;
+    bool reports_admitted_ = false;  // the severity gate lets reports in
     Reports reports_;
+    std::uint64_t next_look_ms_ = 0;  // monotonic; at the library
     bool watching_ = false;
     ConfigWatch watch_;
     std::uint32_t unreadable_looks_ = 0;  // how often in a row the changed file held nothing

@@ -1,6 +1,7 @@
 #include "health/reports.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "base/number_text.h"
@@ -25,15 +26,20 @@ void AppendNumber(std::string& text, std::string_view before, std::uint64_t numb
 void Reports::LookAt(const LibraryStatus& status, std::uint64_t now_ms, const Submit& submit) {
     now_ms_ = std::max<std::uint64_t>(now_ms, 1);
     submit_ = &submit;
+    for (auto& [name, subject] : subjects_)
+        subject.looked_at = false;
+    LookAtQueue(status.core);  // before what is offered now could be lost as well
     for (const OutputStatus& output : status.outputs)
         LookAtOutput(output);
-    LookAtQueue(status.core);
     LookAtConfig(status.config);
+    ClearOutputsThatAreGone();
 }
 
 void Reports::WatchedReload(std::string_view error) {
+    reload_failed_ = !error.empty();
+    if (!reload_failed_) return;
     reload_error_ = error;
-    if (!error.empty()) ++failed_reloads_;
+    ++failed_reloads_;
 }
 
 void Reports::LookAtOutput(const OutputStatus& output) {
@@ -79,7 +85,7 @@ void Reports::LookAtConfig(const ConfigStatus& config) {
            .subject = "zvevent.config:reload",
            .source_id = config.path,
            .lost = failed_reloads_,
-           .troubled = !reload_error_.empty(),
+           .troubled = reload_failed_,
            .trouble = "The changed configuration is not in force: " + reload_error_,
            .recovered = "The changed configuration is in force",
            .counts = std::move(counts)});
@@ -106,6 +112,8 @@ void Reports::LookAtConfig(const ConfigStatus& config) {
 void Reports::Judge(Finding finding) {
     const auto [place, added] = subjects_.try_emplace(std::string(finding.subject));
     Subject& subject = place->second;
+    subject.looked_at = true;
+    if (finding.lost < subject.told) subject.told = 0;  // an output that begins to count anew
     const auto may_tell = [this](std::uint64_t last_ms) {
         return last_ms == 0 || now_ms_ - last_ms >= kQuietMs;
     };
@@ -122,6 +130,29 @@ void Reports::Judge(Finding finding) {
     subject.raised = false;
     subject.told = finding.lost;
     subject.cleared_ms = now_ms_;
+}
+
+// A reload took them away.
+void Reports::ClearOutputsThatAreGone() {
+    for (auto place = subjects_.begin(); place != subjects_.end();) {
+        const auto& [name, subject] = *place;
+        const std::string_view output =
+            std::string_view(name).substr(std::min(name.size(), kOutputReport.size() + 1));
+        const bool gone = name.starts_with(kOutputReport) && !subject.looked_at;
+        const bool settled =
+            gone && (!subject.raised ||
+                     Offer("clear",
+                           {.event_type = kOutputReport,
+                            .subject = name,
+                            .source_id = output,
+                            .lost = 0,
+                            .troubled = false,
+                            .trouble = {},
+                            .recovered = {},
+                            .counts = {}},
+                           0, "Output " + std::string(output) + " is no longer configured"));
+        place = settled ? subjects_.erase(place) : std::next(place);
+    }
 }
 
 bool Reports::Offer(std::string_view action, const Finding& finding, std::uint64_t lost,

@@ -43,6 +43,7 @@ public:
 private:
     struct Subject {
         bool raised = false;
+        bool looked_at = false;        // by the look under way
         std::uint64_t told = 0;        // losses that are over and were told of
         std::uint64_t last_lost = 0;   // losses at the last look
         std::uint64_t raised_ms = 0;   // last; 0: never
@@ -64,6 +65,7 @@ private:
     void LookAtQueue(const CoreStatistics& core);
     void LookAtConfig(const ConfigStatus& config);
     void Judge(Finding finding);
+    void ClearOutputsThatAreGone();
     bool Offer(std::string_view action, const Finding& finding, std::uint64_t lost,
                std::string message);
 
@@ -71,7 +73,8 @@ private:
     const Submit* submit_ = nullptr;
     std::map<std::string, Subject, std::less<>> subjects_;
     std::uint64_t own_lost_ = 0;  // reports that the full queue dropped
-    std::string reload_error_;
+    std::string reload_error_;    // of the last one that failed
+    bool reload_failed_ = false;
     std::uint64_t failed_reloads_ = 0;
     std::vector<std::string> unknown_keys_;  // at the last look
     std::uint64_t unknown_changes_ = 0;

@@ -104,7 +104,8 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
     std::uint64_t failed = 0;
     std::uint64_t fallen_back = 0;
     const auto outputs = ActiveOutputs();
-    const bool reports_output = event.event_type == kOutputReport;
+    const bool reports_output =
+        event.event_type == kOutputReport && event.source_name == kReportSource;
     for (const auto& [sink, counts] : *outputs) {
         if (reports_output && event.source_id == sink->OutputName()) continue;
         std::uint32_t result = ZVEVENT_E_FAILURE;
@@ -171,8 +172,11 @@ bool SinkSet::FlushRetired(const std::vector<OutputListPtr>& retired, std::uint3
 
 std::vector<OutputStatus> SinkSet::Status() {
     std::vector<OutputStatus> status;
-    const auto outputs = ActiveOutputs();
-    for (const auto& [sink, counts] : *outputs)
+    // Under the lock, so that no list is kept alive for it. Who holds the lock for good is a call
+    // that a signal handler has interrupted to end the process.
+    std::unique_lock lock(sink_list_mutex_, std::defer_lock);
+    if (!LockWithin(lock, kBriefLock)) return status;
+    for (const auto& [sink, counts] : *active_)
         status.push_back(counts->Status(*sink));
     return status;
 }

@@ -24,6 +24,7 @@ namespace zvevent {
 // The type of an event by which the library reports that an output fails. Its source_id names the
 // output, which is not given it.
 inline constexpr std::string_view kOutputReport = "zvevent.output";
+inline constexpr std::string_view kReportSource = "zvEvent";
 
 class SinkSet final : public Dispatcher {
 public:

@@ -32,10 +32,18 @@ bool IsCloudEvents(std::string_view mode) {
 }
 
 // A user name and password in a URL are refused by the HTTP layer, and must not come out in a text.
+// What looks like a port and is no number may be the start of a password with a "/" in it.
 std::string WithoutCredentials(const std::string& url) {
     const std::size_t host = url.find("//") + 2;
-    const std::size_t at = url.find_last_of('@', url.find_first_of("/?#", host));
-    if (at == std::string::npos || at < host) return url;
+    const std::string_view authority =
+        std::string_view(url).substr(host, url.find_first_of("/?#", host) - host);
+    const std::string_view port =
+        authority.substr(std::min(authority.rfind(':'), authority.size()));
+    const bool is_plain =
+        authority.starts_with('[') || port.find_first_not_of(":0123456789") == port.npos;
+    if (is_plain && authority.find('@') == authority.npos) return url;
+    const std::size_t at = url.rfind('@');
+    if (at == std::string::npos) return url;
     return url.substr(0, host) + url.substr(at + 1);
 }
 

@@ -2,6 +2,7 @@
 itself, of a real process.    status_test.py COMMAND...
 """
 import json
+import threading
 import time
 
 from status_host import PREFIX, Host
@@ -69,6 +70,29 @@ with Host(core='<value name="queue_size">10</value>') as host:
     host.do("release")
     host.reported("raise", "zvevent.queue", "queue")
     assert host.reported("clear", "zvevent.queue", "queue")[4].endswith("lost: 4990")
+
+# Whatever happens at once, every file adds up (see Host.status).
+with Host(core='<value name="queue_size">50</value>',
+          sinks=sink("snmp", "trap", "a", enabled=1, trap_oid="x")) as host:
+    counts, stop = set(), threading.Event()
+
+    def read():
+        while not stop.is_set():
+            counts.add(host.status()["events"]["received"])
+
+    reader = threading.Thread(target=read)
+    reader.start()
+    for _ in range(5):
+        host.do("submit 20000 0")
+        host.do("submit 20000 3")
+        assert host.do("reload") == 0
+        host.do("flush 30000")
+    assert host.do("shutdown") == 0
+    stop.set()
+    reader.join()
+    last = host.status()["events"]
+    assert last["received"] == last["processed"] + sum(last["dropped"].values()) >= 200_000, last
+    assert len(counts) >= 3, counts
 
 # Watching: a half-written file is left alone, a bad one told, a good one applied.
 with Host(core='<value name="watch_config">on</value>') as host:
