@@ -195,7 +195,7 @@ TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
 TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
     ASSERT_EQ(core_.Start(ConfigOf(64)), ZVEVENT_OK);
     std::atomic<bool> enough{false};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (const char* action : {"", "raise", "clear"}) {
         threads.emplace_back([this, &enough, action] {
             EventView event;
@@ -220,8 +220,6 @@ TEST_F(EventCoreTest, CountsAddUpInEverySnapshot) {
         seen = CheckedStatistics().dropped;
     EXPECT_LT(Clock::now(), given_up) << "not every reason was met";
     enough = true;
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 TEST_F(EventCoreTest, LetsTheOutputsHandOverOnceBeforeItSleeps) {
@@ -264,7 +262,7 @@ TEST_F(EventCoreTest, StopDiscardsWhatItCannotDeliverInTime) {
     Enqueue("a");
     Enqueue("b");
     EXPECT_EQ(core_.WaitUntilDrained(1), ZVEVENT_E_FAILURE);
-    std::thread stop([this] { EXPECT_EQ(core_.Stop(1), ZVEVENT_E_FAILURE); });
+    std::jthread stop([this] { EXPECT_EQ(core_.Stop(1), ZVEVENT_E_FAILURE); });
     while (CheckedStatistics().dropped.purged != 2)
         std::this_thread::yield();
     recorder_.gate.Set(true);

@@ -142,8 +142,7 @@ TEST_F(WebhookHttpSink, RefusesSettingsThatCannotWork) {
         config.sinks = {config_};
         std::vector<zvEventSinkPtr> sinks;
         std::string error;
-        EXPECT_EQ(BuildConfiguredSinks(config, nullptr, &sinks, &error),
-                  ZVEVENT_E_INVALID_ARGUMENT);
+        EXPECT_NE(BuildConfiguredSinks(config, nullptr, &sinks, &error), ZVEVENT_OK);
         EXPECT_EQ(error, expected) << url << ' ' << mode;
     }
 }
