@@ -5,17 +5,53 @@ Environment, set by CTest: ZVEVENT_EMIT is the command of the emitting program (
 words), ZVEVENT_PATH_PREFIX what the emitting side puts before absolute paths ("Z:" under Wine).
 """
 import contextlib
+import http.server
 import os
+import pathlib
+import re
 import shlex
+import shutil
 import signal
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
+import threading
 import time
 import xml.sax.saxutils
 
 DEADLINE_S = 30
+DOCS = pathlib.Path(__file__).parents[2] / "docs"
+SEVERITIES = ["debug", "info", "warning", "error"]
+
+
+def need(*programs):
+    """Ends the test as skipped where one is not installed; returns the path of the first."""
+    os.environ["PATH"] += ":/usr/sbin"
+    paths = [shutil.which(program) for program in programs]
+    return paths[0] if all(paths) else sys.exit(77)
+
+
+def documented(page, language):
+    """What the page of the documentation shows in that language."""
+    return re.search(rf"```{language}\n(.*?)```", (DOCS / page).read_text(), re.S)[1]
+
+
+def receive_posts():
+    """The address of a server that takes every POST, and the list it keeps: path, headers, body."""
+    seen = []
+
+    class Receiver(http.server.BaseHTTPRequestHandler):
+        def do_POST(self):
+            body = self.rfile.read(int(self.headers["Content-Length"])).decode()
+            seen.append((self.path, {k.lower(): v for k, v in self.headers.items()}, body))
+            self.send_response(204)
+            self.end_headers()
+
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Receiver)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    return f"127.0.0.1:{server.server_port}", seen
 
 
 def free_port(kind=socket.SOCK_DGRAM, host="127.0.0.1"):
@@ -86,7 +122,7 @@ LAYOUT = "IIQPPPPIIPPPQQqPddPQP"  # of a record; P is a text
 
 
 def lines(events):
-    """Events (dicts of fields; str, bytes or numbers) as the programs read them (see records.h)."""
+    """Events (dicts of fields; str, bytes or numbers) as emit.cpp reads them."""
     def line(event):
         texts, values = b"", []
         for name, kind in zip(FIELDS, LAYOUT):
@@ -101,15 +137,17 @@ def lines(events):
                           "severity": 1, **event}) for event in events)
 
 
+def run_emit(arguments, events):
+    command = shlex.split(os.environ["ZVEVENT_EMIT"]) + arguments
+    done = subprocess.run(command, input=lines(events), capture_output=True, timeout=120)
+    assert done.returncode == 0, done.stderr
+    return done
+
+
 def emit(directory, config_text, events):
     """Submits `events`, waits for the end and returns what came on the standard error."""
     path = os.path.join(directory, "events.xml")
     with open(path, "w", encoding="utf-8") as file:
         file.write(config_text)
-
-    command = shlex.split(os.environ["ZVEVENT_EMIT"])
     path = os.environ.get("ZVEVENT_PATH_PREFIX", "") + path
-    done = subprocess.run(command + [path], input=lines(events), capture_output=True, timeout=120)
-    errors = done.stderr.decode(errors="replace")
-    assert done.returncode == 0, errors
-    return errors
+    return run_emit([path], events).stderr.decode(errors="replace")

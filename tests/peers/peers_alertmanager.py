@@ -1,35 +1,25 @@
 """Alert documents in a real Alertmanager, configured as docs/alertmanager.md shows."""
-import http.server
 import json
 import os
 import pathlib
 import re
-import shlex
-import shutil
 import socket
 import subprocess
-import sys
 import tempfile
-import threading
 import urllib.request
 
 import peers
 
-ALERTMANAGER, AMTOOL = shutil.which("prometheus-alertmanager"), shutil.which("amtool")
+ALERTMANAGER = peers.need("prometheus-alertmanager", "amtool")
 EXAMPLE = os.environ.get("ZVEVENT_ALERTMANAGER_POST")  # where it is built
-PAGE = (pathlib.Path(__file__).parents[2] / "docs" / "alertmanager.md").read_text()
-if not ALERTMANAGER or not AMTOOL:
-    sys.exit(77)
-
+RECEIVER, seen = peers.receive_posts()
 API = f"http://127.0.0.1:{peers.free_port(socket.SOCK_STREAM)}"
 direct = urllib.request.build_opener(urllib.request.ProxyHandler({}))
 
 
 def documents(events, prefix="ZvEvent"):
     """What the library makes of the events, one document each."""
-    command = shlex.split(os.environ["ZVEVENT_FORMAT_ALERT"]) + [prefix]
-    done = subprocess.run(command, input=peers.lines(events), stdout=subprocess.PIPE, check=True)
-    made = done.stdout.splitlines()
+    made = peers.run_emit(["--alerts", prefix], events).stdout.splitlines()
     assert len(made) == len(events)
     return made
 
@@ -52,33 +42,25 @@ def alerts(name=""):
             if name in alert["labels"]["alertname"]]
 
 
-class Receiver(http.server.BaseHTTPRequestHandler):
-    """Takes notifications; `seen` holds (path, alert) of every alert in them."""
-    seen = []
-
-    def do_POST(self):
-        body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
-        self.seen += [(self.path, alert) for alert in body["alerts"]]
-        self.send_response(200)
-        self.end_headers()
-
-    @classmethod
-    def notified(cls, name, status):
-        return peers.wait_for(lambda: [
-            (path, alert["fingerprint"]) for path, alert in list(cls.seen)
-            if alert["labels"]["alertname"] == name and alert["status"] == status], status)
+def notified(name, status):
+    """Where a receiver was told of the alerts in that state, and which they are."""
+    return peers.wait_for(lambda: [
+        (path, alert["fingerprint"]) for path, _, body in list(seen)
+        for alert in json.loads(body)["alerts"]
+        if alert["labels"]["alertname"] == name and alert["status"] == status], status)
 
 
 def check_page(path):
     """The example is accepted, routes as it says, and the tables name what documents hold."""
-    subprocess.run([AMTOOL, "check-config", path], check=True)
+    subprocess.run(["amtool", "check-config", path], check=True)
     for severity, receiver in (("critical", "on-call"), ("warning", "operators")):
-        told = subprocess.check_output([AMTOOL, "config", "routes", "test",
+        told = subprocess.check_output(["amtool", "config", "routes", "test",
                                         f"--config.file={path}", f"severity={severity}"], text=True)
         assert told.strip() == receiver, told
     alert = json.loads(documents([{"source_id": "nas-1", "message": "Full"}])[0])[0]
+    page = (peers.DOCS / "alertmanager.md").read_text()
     for heading in ("Labels", "Annotations"):
-        section = PAGE.split(f"\n## {heading}\n")[1].split("\n## ")[0]
+        section = page.split(f"\n## {heading}\n")[1].split("\n## ")[0]
         assert re.findall(r"^\| `(\w+)` \|", section, re.M) == list(alert[heading.lower()]), heading
 
 
@@ -93,10 +75,10 @@ def check_life():
     first, again = seen
     assert (again["fingerprint"], again["annotations"]["zv_value"]) == (first["fingerprint"], "90")
     name = first["labels"]["alertname"]
-    Receiver.notified(name, "firing")
+    notified(name, "firing")
     call("/api/v2/alerts", *documents([event | {"action": "Clear"}]))
     peers.wait_for(lambda: not alerts(), "the end of the alert")
-    assert Receiver.notified(name, "resolved") == [("/operators", first["fingerprint"])]
+    assert notified(name, "resolved") == [("/operators", first["fingerprint"])]
 
 
 def check_names():
@@ -116,19 +98,16 @@ def check_example():
     """What the example posts, twice here, is one alert, notified once."""
     example = subprocess.Popen([EXAMPLE, *[API + "/api/v2/alerts"] * 2], stdin=subprocess.PIPE,
                                env=os.environ | {"no_proxy": "127.0.0.1"})
-    fired = Receiver.notified("ZvEventDiskFull", "firing")
+    fired = notified("ZvEventDiskFull", "firing")
     example.communicate(b"\n", timeout=peers.DEADLINE_S)
     assert example.returncode == 0
-    assert Receiver.notified("ZvEventDiskFull", "resolved") == fired
+    assert notified("ZvEventDiskFull", "resolved") == fired
     assert [path for path, _ in fired] == ["/on-call"], fired
 
 
-server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Receiver)
-threading.Thread(target=server.serve_forever, daemon=True).start()
 with tempfile.TemporaryDirectory() as directory:
     # The page's own, but for the receiver's port and times that a test can wait for.
-    text = re.search(r"```yaml\n(.*?)```", PAGE, re.DOTALL)[1]
-    text = text.replace("127.0.0.1:9099", f"127.0.0.1:{server.server_port}")
+    text = peers.documented("alertmanager.md", "yaml").replace("127.0.0.1:9099", RECEIVER)
     path = pathlib.Path(directory, "alertmanager.yml")
     path.write_text(re.sub(r"(group_(wait|interval)): \d+[sm]", r"\1: 1s", text))
     check_page(path)

@@ -3,16 +3,12 @@ import csv
 import os
 import re
 import shlex
-import shutil
 import subprocess
-import sys
 import tempfile
 
 import peers
 
-LOGROTATE = shutil.which("logrotate", path=os.environ["PATH"] + ":/usr/sbin")
-if LOGROTATE is None:
-    sys.exit(77)
+LOGROTATE = peers.need("logrotate")
 PAGE = os.path.join(os.path.dirname(__file__), "../../docs/csv.md")
 
 

@@ -4,17 +4,11 @@ import os
 import pathlib
 import re
 import shlex
-import shutil
-import sys
 import tempfile
 
 import peers
 
-RSYSLOGD = shutil.which("rsyslogd", path=os.environ["PATH"] + ":/usr/sbin")
-EMIT = os.environ.get("ZVEVENT_EMIT_NATIVE")  # not on Windows
-if RSYSLOGD is None or EMIT is None:
-    sys.exit(77)
-
+RSYSLOGD = peers.need("rsyslogd", os.environ.get("ZVEVENT_EMIT_NATIVE", "none on Windows"))
 CONFIG = """module(load="imuxsock" SysSock.Use="off")
 input(type="imuxsock" Socket="{0}/log" RateLimit.Interval="0")
 global(parser.escapeControlCharactersOnReceive="on")
@@ -23,22 +17,21 @@ template(name="fields" type="string" string=
 action(type="omfile" file="{0}/messages" template="fields")
 """
 LEVELS = ["debug", "info", "warning", "err"]
-NAMES = ["debug", "info", "warning", "error"]
 MESSAGES = ["Too hot: 81 °C, 温度", 'say "hi" %1 \\', "line\nfeed", "[a]: b"]
-BURST = 1000
 EVENTS = [{"event_id": 10 + n, "severity": n % 4, "event_type": "t", "source_id": "s",
            "source_name": "Power supply 1", "action": "raise", "message": message}
-          for n, message in enumerate(MESSAGES + [f"number {n}" for n in range(BURST)])]
+          for n, message in enumerate(MESSAGES + [f"number {n}" for n in range(1000)])]
 
 
 def text(event):
-    return (f'zvEvent event_id={event["event_id"]} severity={NAMES[event["severity"]]} '
+    return (f'zvEvent event_id={event["event_id"]} severity={peers.SEVERITIES[event["severity"]]} '
             f'action=raise event_type=t source_id=s source_name=Power supply 1 '
             f'native_source=My App message="{event["message"]}"')
 
 
 with tempfile.TemporaryDirectory() as directory:
-    os.environ["ZVEVENT_EMIT"], os.environ["ZVEVENT_LOGGER"] = shlex.quote(EMIT), directory + "/log"
+    os.environ |= {"ZVEVENT_EMIT": shlex.quote(os.environ["ZVEVENT_EMIT_NATIVE"]),
+                   "ZVEVENT_LOGGER": directory + "/log"}
     config = peers.config(native={"source_name": "My App", "facility": "daemon"})
     log = pathlib.Path(directory, "messages")
     rsyslog_config = pathlib.Path(directory, "rsyslog.conf")

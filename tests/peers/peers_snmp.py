@@ -6,17 +6,12 @@ import re
 import shlex
 import shutil
 import subprocess
-import sys
 import tempfile
 
 import peers
 
-DOCS = pathlib.Path(__file__).parents[2] / "docs"
-MODULE = DOCS / "mib/ZVEVENT-MIB.txt"
-os.environ["PATH"] += ":/usr/sbin"
-if any(shutil.which(tool) is None for tool in ["snmptrapd", "snmptranslate", "smilint"]):
-    sys.exit(77)
-
+MODULE = peers.DOCS / "mib/ZVEVENT-MIB.txt"
+peers.need("snmptrapd", "snmptranslate", "smilint")
 NASTY = 'quote " bracket ] backslash \\ umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
 OBJECTS = [  # after the two of the severity: object, field, greatest length
     ("Id", "event_id", 32), ("Type", "event_type", 128), ("SourceId", "source_id", 128),
@@ -29,12 +24,11 @@ EVENTS = [
      **{field: field + NASTY for field in TEXTS}},
     {"event_id": 2**64 - 1, "utc_ns": 2**64 - 1, "severity": 3,
      **{field: NASTY + "x" * 3000 for field in TEXTS}}]
-SEVERITIES = ["debug", "info", "warning", "error"]
 
 
 def expected(event):
     """What snmptrapd writes after the time."""
-    name = SEVERITIES[event["severity"]]
+    name = peers.SEVERITIES[event["severity"]]
     values = [f"Severity.0 = INTEGER: {name}({event['severity']})",
               f"SeverityName.0 = STRING: {name}"]
     objects = [f"ZVEVENT-MIB::zvEvent{value}".encode() for value in values]
@@ -45,13 +39,12 @@ def expected(event):
 
 
 def documented(language, mibs):
-    text = re.search(rf"```{language}\n(.*?)```", (DOCS / "snmp.md").read_text(), re.S)[1]
-    return text.replace("/usr/local/share/snmp/mibs", mibs)
+    return peers.documented("snmp.md", language).replace("/usr/local/share/snmp/mibs", mibs)
 
 
 with tempfile.TemporaryDirectory() as directory:
     mibs, log, smi = (f"{directory}/{name}" for name in ("mibs", "traps.log", "smi.conf"))
-    shutil.copytree(DOCS / "mib/stand-ins", mibs)
+    shutil.copytree(peers.DOCS / "mib/stand-ins", mibs)
     shutil.copy(MODULE, mibs)
     for name in ["snmp.conf", "snmptrapd.conf"]:
         pathlib.Path(directory, name).write_text(documented(name, mibs))

@@ -5,17 +5,12 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import socket
-import sys
 import tempfile
 
 import peers
 
-RSYSLOGD = shutil.which("rsyslogd", path=os.environ["PATH"] + ":/usr/sbin")
-if RSYSLOGD is None:
-    sys.exit(77)
-
+RSYSLOGD = peers.need("rsyslogd")
 NASTY = 'quote " bracket ] [ backslash \\ \\" umlaut ä °C 温度 tab\t bell\x07 line\nfeed \x7f end'
 TEXTS = ["action", "event_type", "source_id", "source_name", "dedupe_key", "correlation_id",
          "timecode", "units", "details_json"]
@@ -31,7 +26,6 @@ EVENTS = [
     {"event_type": "large", "source_id": "s", "source_name": "s", "action": "update",
      "message": "m" * 7000, "details_json": "{}", "severity": 0, "utc_ns": 1, "event_id": 3, "ptp_ns": 5},
 ]
-SEVERITIES = ["debug", "info", "warning", "error"]
 
 
 def expected(event):
@@ -39,7 +33,7 @@ def expected(event):
     fields |= {name: str(event.get(name, 0)) for name in
                ["event_id", "utc_ns", "ptp_ns", "pts", "duration_ms"]}
     fields |= {name: f"{event.get(name, 0):g}" for name in ["value", "threshold"]}
-    return fields | {"version": "65536", "severity": SEVERITIES[event["severity"]]}
+    return fields | {"version": "65536", "severity": peers.SEVERITIES[event["severity"]]}
 
 
 def listening(port):
@@ -52,8 +46,7 @@ def listening(port):
 def collector(tcp_port, **changes):
     """rsyslogd with the set-up of the documentation, its paths and addresses, and the settings
     named, put into this test's hands: the function that sends events to it, and its file."""
-    page = pathlib.Path(__file__).parents[2] / "docs" / "syslog.md"
-    text = re.search(r"```rsyslog\n(.*?)```", page.read_text(), re.S)[1]
+    text = peers.documented("syslog.md", "rsyslog")
     port = peers.free_port()
     with tempfile.TemporaryDirectory() as directory:
         log = pathlib.Path(directory, "zvevent.json")
@@ -92,7 +85,8 @@ with socket.create_server(("127.0.0.1", 0)) as tcp:
             assert document["msg"] == event["message"], document
             # What is forwarded stands behind its length in bytes.
             raw = stream.read(int(b"".join(iter(lambda: stream.read(1), b" ")))).decode()
-            assert raw.startswith("<") and raw.endswith('"] ' + event["message"]), raw
+            header = rf"<{[167, 166, 164, 163][event['severity']]}>1 \S+ {re.escape(socket.gethostname())} zvEvent \d+ "
+            assert re.match(header, raw) and raw.endswith('"] ' + event["message"]), raw
 
 # The other collector is away for longer than messages fit in memory: the file goes on.
 with collector(peers.free_port(socket.SOCK_STREAM), **{'queue.size="100000"': 'queue.size="10"'}) as (

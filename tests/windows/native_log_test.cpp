@@ -78,7 +78,6 @@ TEST(NativeLog, ReportsWhileTheSourceIsRegistered) {
         {true, 0, 0, 2, "", "2/0/4096/1/0 " + text + ";"},  // the source once obtained is kept
         {true, 0, 1502, 3, "ReportEventA failed error=1502", "1/0/4096/1/0 " + text + ";"},
         {true, 0, 0, 4, "", "4/0/4096/1/0 " + text + ";"}};
-    EXPECT_EQ(journal, "");
     for (const auto& step : steps) {
         if (step.installed) zvEventInstallWindowsEventSource(name.text.c_str(), "");
         if (!step.installed) zvEventRemoveWindowsEventSource(name.text.c_str());
@@ -90,9 +89,8 @@ TEST(NativeLog, ReportsWhileTheSourceIsRegistered) {
         EXPECT_EQ(std::exchange(journal, ""), step.calls);
     }
     log.reset();
-    EXPECT_EQ(std::exchange(journal, ""), "deregister;");
     zvevent::WriteDebugOutput("line\n");
-    EXPECT_EQ(std::exchange(journal, ""), "line\n");
+    EXPECT_EQ(std::exchange(journal, ""), "deregister;line\n");
 }
 
 }  // namespace
