@@ -44,8 +44,8 @@ def listening(port):
 
 @contextlib.contextmanager
 def collector(tcp_port, **changes):
-    """rsyslogd with the set-up of the documentation, its paths and addresses, and the settings
-    named, put into this test's hands: the function that sends events to it, and its file."""
+    """rsyslogd set up as documented but for places and the settings named: a function that sends
+    events to it, and its file."""
     text = peers.documented("syslog.md", "rsyslog")
     port = peers.free_port()
     with tempfile.TemporaryDirectory() as directory:
@@ -85,7 +85,8 @@ with socket.create_server(("127.0.0.1", 0)) as tcp:
             assert document["msg"] == event["message"], document
             # What is forwarded stands behind its length in bytes.
             raw = stream.read(int(b"".join(iter(lambda: stream.read(1), b" ")))).decode()
-            header = rf"<{[167, 166, 164, 163][event['severity']]}>1 \S+ {re.escape(socket.gethostname())} zvEvent \d+ "
+            priority, host = [167, 166, 164, 163][event["severity"]], re.escape(socket.gethostname())
+            header = rf"<{priority}>1 \S+ {host} zvEvent \d+ "
             assert re.match(header, raw) and raw.endswith('"] ' + event["message"]), raw
 
 # The other collector is away for longer than messages fit in memory: the file goes on.
