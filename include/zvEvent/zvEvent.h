@@ -167,10 +167,9 @@ static inline zvEventRecord zvEventRecordInit(void) {
  * ZVEVENT_E_FAILURE. While it runs no other output proceeds, so it should be short. On Linux the
  * worker blocks nearly all signals, and a program that a callback starts inherits that: empty its
  * signal mask first (posix_spawnattr_setsigmask, or sigprocmask before exec). A C++ exception
- * that leaves it is caught and counted, and the other callbacks still run, provided that it is of
- * the C++ runtime that the library was built with. An exception of another one, as of a program
- * built with MSVC beside the DLL built with mingw-w64, ends the process: let none leave the
- * callback.
+ * that leaves it is caught and counted, and the other callbacks still run. It must be of the C++
+ * runtime that the library was built with, or on Windows of MSVC's; one of a third ends the
+ * process.
  */
 typedef void (*zvEventCallback)(const zvEventRecord* event, void* user_data);
 

@@ -6,6 +6,7 @@
 
 #include "base/contain.h"
 #include "core/event_fields.h"
+#include "platform/application_call.h"
 
 namespace {
 
@@ -60,10 +61,12 @@ std::uint32_t zvEventCallbackSink::write(const zvEventNormalizedEvent& event, st
     const zvEventRecord record = RecordOf(event);
     std::uint32_t result = ZVEVENT_OK;
     for (const Registration& entry : *registrations) {
-        if (entry.callback == nullptr ||
-            !zvevent::Contain([&] { entry.callback(&record, entry.user_data); })) {
-            result = ZVEVENT_E_FAILURE;
-        }
+        bool returned = false;
+        zvevent::Contain([&] {
+            returned = entry.callback != nullptr &&
+                       zvevent::CallApplication(entry.callback, &record, entry.user_data);
+        });
+        if (!returned) result = ZVEVENT_E_FAILURE;
     }
     return result;
 }

@@ -19,10 +19,10 @@ GOOD = 7
 # library hears of the exit, so rows are certain only where the events were delivered before.
 ROWS = {"full_queue": (8, 9), "blocked_callback": (1,), "exit_in_callback": (1,),
         "thread_ends": (1,), "hanging_webhook": (1,), "hanging_shutdown": (1, 2), "fork": (EVENTS + 1,),
-        "fork_early": (EVENTS + 1,), "global_object": (EVENTS + 1,), "in_signal_handler": None,
+        "fork_early": (EVENTS + 1,), "late_shutdown": (EVENTS + 1,), "in_signal_handler": None,
         "amid_restarts": None, "library_end": None}
 CERTAIN_ON_WINDOWS = ("unload", "cycles_shutdown", "thread_outlives",
-                      "global_object", "library_unload")
+                      "late_shutdown", "library_unload")
 
 CONFIG = """<zvCFG><key name="QRV"><key name="Events">
 <key name="core"><value name="queue_size">{queue}</value>
