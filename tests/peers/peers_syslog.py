@@ -15,11 +15,8 @@ NASTY = 'quote " bracket ] [ backslash \\ \\" umlaut ä °C 温度 tab\t bell\x0
 TEXTS = ["action", "event_type", "source_id", "source_name", "dedupe_key", "correlation_id",
          "timecode", "units", "details_json"]
 EVENTS = [
-    {"event_type": "temperature", "source_id": "psu-1", "source_name": "Power supply 1",
-     "message": "Too hot", "severity": 2, "action": "raise", "dedupe_key": "psu-1/temperature",
-     "correlation_id": "c-7", "event_id": 42, "utc_ns": 1700000000123456789,
-     "ptp_ns": 1700000037123456789, "pts": -90000, "timecode": "10:00:00:12", "value": 81.5,
-     "threshold": 75.25, "units": "C", "duration_ms": 1500, "details_json": '{"fan":["ok"]}'},
+    {"event_type": "t", "source_id": "s", "source_name": "s", "action": "raise", "message": "Too hot",
+     "details_json": '{"fan":["ok"]}', "severity": 2, "utc_ns": 1, "event_id": 4, "ptp_ns": 5},
     {**{name: f"{name} {NASTY}" for name in TEXTS}, "message": NASTY, "severity": 3,
      "event_id": 2**64 - 1, "utc_ns": 4102444799999999999, "ptp_ns": 2**64 - 1, "pts": -2**63,
      "value": -1234567.0, "threshold": 0.00001234567, "duration_ms": 2**64 - 1},
@@ -38,8 +35,8 @@ def expected(event):
 
 def listening(port):
     """Whether a UDP port of 127.0.0.1 and of ::1 is taken."""
-    table = pathlib.Path("/proc/net/udp").read_text() + pathlib.Path("/proc/net/udp6").read_text()
-    return table.count(f":{port:04X} 0") >= 2
+    return all(f":{port:04X} 0" in pathlib.Path("/proc/net", table).read_text()
+               for table in ("udp", "udp6"))
 
 
 @contextlib.contextmanager
