@@ -113,15 +113,14 @@ TEST_F(EventCoreTest, FiltersAndDropsExactlyLikeTheModel) {
         expected += "held ";
         std::vector<std::pair<std::uint32_t, std::string>> model;
         for (int i = 0; i < 1000; ++i) {
-            std::uint64_t* reason = &dropped.purged;
-            if (i % 50 == 0) {
+            const bool reload = i % 50 == 0;
+            if (reload) {
                 config = ConfigOf(1 + draw(150), static_cast<zvEventDropPolicy>(i / 50 % 2),
                                   draw(2), i != 300);
                 EXPECT_EQ(core_.Reload(config), ZVEVENT_OK);
             } else {
                 model.emplace_back(draw(4), std::to_string(i));
                 EXPECT_EQ(Enqueue(model.back().second, model.back().first), ZVEVENT_OK);
-                reason = &dropped.full;
                 if (!config->enabled || model.back().first < config->minimum_severity) {
                     model.pop_back();
                     ++dropped.filtered;
@@ -131,7 +130,9 @@ TEST_F(EventCoreTest, FiltersAndDropsExactlyLikeTheModel) {
                 auto out = model.end() - 1;
                 if (config->drop_policy == zvEventDropPolicy::drop_debug_info_first)
                     out = std::find_if(model.begin(), out, [](auto& e) { return e.first <= 1; });
-                ++(reason == &dropped.full && out + 1 != model.end() ? dropped.evicted : *reason);
+                ++(reload                   ? dropped.purged
+                   : out + 1 == model.end() ? dropped.full
+                                            : dropped.evicted);
                 model.erase(out);
             }
             high_water = std::max(high_water, model.size());

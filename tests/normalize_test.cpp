@@ -24,22 +24,19 @@ R Record() {
 }
 
 TEST(Normalize, RefusesWhatCannotBeTrusted) {
-    const std::pair<const char*, void (*)(R&)> cases[] = {
-        {"size 0", [](R& r) { r.struct_size = 0; }},
-        {"size below the version", [](R& r) { r.struct_size = 7; }},
-        {"size below the message", [](R& r) { r.struct_size = 47; }},
-        {"next version", [](R& r) { r.version = 0x10001; }},
-        {"former version", [](R& r) { r.version = 0x0FFFF; }},
-        {"no message", [](R& r) { r.message = nullptr; }},
-        {"empty message", [](R& r) { r.message = ""; }},
-        {"severity 4", [](R& r) { r.severity = 4; }},
-    };
-    for (const auto& [what, spoil] : cases) {
+    const auto with = [](auto R::*member, auto value) {
         R record = Record();
-        spoil(record);
-        E event;
-        EXPECT_EQ(NormalizeRecord(&record, 1, &event), ZVEVENT_E_INVALID_ARGUMENT) << what;
-    }
+        record.*member = value;
+        return record;
+    };
+    const R cases[] = {with(&R::struct_size, 0U),   with(&R::struct_size, 7U),
+                       with(&R::struct_size, 47U),  with(&R::version, 0x10001U),
+                       with(&R::version, 0x0FFFFU), with(&R::message, nullptr),
+                       with(&R::message, ""),       with(&R::severity, 4U)};
+    E event;
+    for (const R& record : cases)
+        EXPECT_EQ(NormalizeRecord(&record, 1, &event), ZVEVENT_E_INVALID_ARGUMENT)
+            << &record - cases;
 }
 
 // Every record is laid into a heap block of exactly its struct_size, so that a sanitizer sees a
