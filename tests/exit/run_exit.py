@@ -26,7 +26,8 @@ CERTAIN_ON_WINDOWS = ("unload", "cycles_shutdown", "thread_outlives",
 
 CONFIG = """<zvCFG><key name="QRV"><key name="Events">
 <key name="core"><value name="queue_size">{queue}</value>
-<value name="drop_policy">{policy}</value></key>
+<value name="drop_policy">{policy}</value>
+<value name="status_file">status.json</value><value name="watch_config">on</value></key>
 <key name="state"><value name="enabled">0</value></key>
 <key name="sink">
 <key name="native"><key name="main"><value name="enabled">0</value></key></key>
