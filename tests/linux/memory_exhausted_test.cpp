@@ -15,17 +15,18 @@ thread_local long allocations_left = -1;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined, as g++ would miss the one where it sees the other.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (allocations_left == 0) throw std::bad_alloc();
     if (allocations_left > 0) --allocations_left;
     void* const block = std::malloc(size);
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
 
