@@ -219,9 +219,14 @@ void AppendStatusMetrics(std::string& out, const LibraryStatus& status) {
                   status.config.reloads);
     AppendGauge(out, "zvevent_config_reload_failed", "Whether the last reload failed.",
                 status.config.last_error.empty() ? 0 : 1);
-    AppendGauge(out, "zvevent_config_unknown_keys", "Keys that the library does not know.",
-                status.config.unknown_keys.size());
+    Family unknown(out, "zvevent_config_unknown_key", "gauge",
+                   "Keys of the configuration that the library does not know.");
+    for (const std::string& key : status.config.unknown_keys)
+        unknown.Sample("key", key, 1);
     AppendCoreMetrics(out, status.core);
+    Family failing(out, "zvevent_output_failing", "gauge", "Whether the last event was lost.");
+    for (const OutputStatus& output : status.outputs)
+        failing.Sample("output", output.output, output.failing ? 1 : 0);
     for (const OutputFamily& kind : kOutputFamilies) {
         Family family(out, kind.name, kind.type, kind.help);
         for (const OutputStatus& output : status.outputs)

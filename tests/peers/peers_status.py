@@ -22,12 +22,14 @@ entry = ('<key name="snmp"><key name="trap"><key name="a &quot;b&quot; c"><value
 with Host(sinks=entry) as host:
     assert host.do("submit 2 3") == host.do("flush 30000") == 0
     jsonschema.validate(host.status(), schema)
-with Host(sinks=entry, status="status.prom") as host:
+with Host(core='<value name="queue_sise">5</value>', sinks=entry, status="status.prom") as host:
     assert host.do("submit 2 3") == host.do("flush 30000") == 0
     with open(os.path.join(host.folder, "status.prom"), encoding="utf-8") as file:
         metrics = file.read()
     lines = metrics.splitlines()
-    for line in ("zvevent_events_received_total 2", 'zvevent_events_dropped_total{reason="full"} 0',
+    for line in ("zvevent_events_received_total 2",
+                 r'zvevent_config_unknown_key{key="QRV\\Events\\core\\queue_sise"} 1',
+                 'zvevent_events_dropped_total{reason="full"} 0',
                  'zvevent_output_failed_total{output="snmp/trap/a \\"b\\" c"} 2'):
         assert line in lines, metrics
     judged = subprocess.run(["promtool", "check", "metrics"], input=metrics, text=True,
