@@ -180,6 +180,9 @@ void Health::LookAtConfig(std::unique_lock<std::mutex>& lock) {
 void Health::WatchedReloadDone(WatchedReload outcome) {
     if (outcome != WatchedReload::kReloaded) watch_.Accept();
     if (outcome == WatchedReload::kUnchanged) config_.last_error.clear();
+    if (outcome == WatchedReload::kFailed && config_.last_error.empty()) {
+        config_.last_error = "zvEvent config reload failed";  // without memory for the reason
+    }
     reports_.WatchedReload(config_.last_error);
 }
 
