@@ -2,11 +2,11 @@
 # cross build compiles. Read by ./dev, whose helpers it uses.
 
 base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev googletest
-    libbenchmark-dev python3-minimal openssl)
+    libbenchmark-dev python3 openssl)
 clang_packages=(clang)
 check_packages=(clang clang-format gcc spin)
 tidy_packages=(clang-tidy)
-peer_packages=(python3 python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
+peer_packages=(python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
     prometheus-alertmanager logrotate)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
 
