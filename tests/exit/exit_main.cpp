@@ -129,16 +129,21 @@ int ForkEarly() {
 
 // In a forked child: a signal interrupts a submit and its handler calls exit(); a later exit
 // handler shuts down. The submits have a full queue drop an event from its middle, which takes
-// long.
+// long. Functions are looked up before: the signal must not interrupt the loader, whose lock would
+// be held for good.
 int ExitInSignalHandler() {
-    std::atexit([] { CALL(zvEventShutdown); });  // runs after what the library registers
+    const auto submit = reinterpret_cast<decltype(&zvEventSubmitSimple)>(
+        zvevent::test::Find("zvEventSubmitSimple"));
+    static const auto shutdown =
+        reinterpret_cast<decltype(&zvEventShutdown)>(zvevent::test::Find("zvEventShutdown"));
+    std::atexit([] { shutdown(); });  // runs after what the library registers
     OpenGateAtExit();
     for (int i = 0; i < 500; ++i)
-        CALL(zvEventSubmitSimple, 0, zvEventSeverityWarning, "exit", "not to be dropped");
+        submit(0, zvEventSeverityWarning, "exit", "not to be dropped");
     static std::atomic<int> submits{0};
     zvevent::test::ExitInSignalHandler(submits, 2000);
     for (;; ++submits)
-        CALL(zvEventSubmitSimple, 0, zvEventSeverityInfo, "exit", "dropped");
+        submit(0, zvEventSeverityInfo, "exit", "dropped");
 }
 
 // An application's library whose global object shuts down, at its unload or at the process's end,

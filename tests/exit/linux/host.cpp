@@ -31,7 +31,7 @@ void CloseLibrary() {
 int ForkAndRun(int (*child)()) {
     const pid_t pid = fork();
     if (pid == 0) {
-        alarm(30);  // waits of seconds each may add up
+        alarm(20);  // waits at exit have limits of seconds each
         std::exit(child());
     }
     int status = -1;
