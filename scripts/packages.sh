@@ -6,7 +6,7 @@ base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-
 clang_packages=(clang)
 check_packages=(clang clang-format gcc spin)
 tidy_packages=(clang-tidy)
-peer_packages=(python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
+peer_packages=(nginx-light python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
     prometheus-alertmanager logrotate)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
 
