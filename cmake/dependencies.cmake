@@ -72,3 +72,18 @@ macro(zvevent_find_googletest)
     find_package(GTest REQUIRED)
   endif()
 endmacro()
+
+# What the command-line tool is built on: CLI11 and nlohmann-json, headers only. For the cross build
+# ./dev links them, and nothing else, below build/deps, and no other folder is looked at.
+function(zvevent_find_tool_headers)
+  set(linked "${PROJECT_SOURCE_DIR}/build/deps/include")
+  set(paths "")
+  if(CMAKE_CROSSCOMPILING)
+    set(paths PATHS "${linked}" NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+  endif()
+  find_path(ZVEVENT_CLI11_INCLUDE CLI/CLI.hpp ${paths} REQUIRED)
+  find_path(ZVEVENT_JSON_INCLUDE nlohmann/json.hpp ${paths} REQUIRED)
+  add_library(zvevent_tool_headers INTERFACE)
+  target_include_directories(zvevent_tool_headers SYSTEM INTERFACE
+    ${ZVEVENT_CLI11_INCLUDE} ${ZVEVENT_JSON_INCLUDE})
+endfunction()

@@ -2,7 +2,7 @@
 # cross build compiles. Read by ./dev, whose helpers it uses.
 
 base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev googletest
-    libbenchmark-dev python3 openssl)
+    libbenchmark-dev libcli11-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
 check_packages=(clang clang-format gcc spin)
 tidy_packages=(clang-tidy)
@@ -82,4 +82,14 @@ unpack_source() {
     }
     mv -- "$work/unpacked"/*/ "$target"
     rm -rf -- "$work"
+}
+
+# Headers that need no compiling serve the cross build too. They are linked one by one: the folder
+# that they lie in holds this machine's own headers as well.
+link_headers() {
+    local name
+    mkdir -p build/deps/include
+    for name in "$@"; do
+        ln -sfn -- "/usr/include/$name" "build/deps/include/$name"
+    done
 }
