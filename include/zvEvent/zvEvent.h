@@ -3,7 +3,8 @@
  * beyond its threshold, a status change) and let the configured outputs carry it on.
  *
  * This header is the whole interface for C (C99 and later, Visual C++'s default mode included) and
- * C++ programs, on Linux and on Windows x64 from Windows 10 and Windows Server 2016 on.
+ * C++ programs, on Linux and on Windows x64 from Windows 10 and Windows Server 2016 on. C++17
+ * programs may take zvEvent.hpp: the same with owned texts and objects that clean up.
  *
  * In short:
  *
