@@ -17,7 +17,8 @@ public:
     AppendFile(const AppendFile&) = delete;
     AppendFile& operator=(const AppendFile&) = delete;
 
-    // Opens or creates the file. False when the system refuses.
+    // Opens or creates the file. False when the system refuses. Waits for one who is alone with it
+    // until that one shares, a quarter of a second at most.
     bool Open(const std::string& path);
     bool IsOpen() const { return handle_ != kNoHandle; }
     void Close() noexcept;
@@ -47,6 +48,12 @@ public:
 private:
     static constexpr std::intptr_t kNoHandle = -1;
     std::intptr_t handle_ = kNoHandle;
+    // What a try to lock the file came to; kTaken: another is alone with it. A file system without
+    // locks: alone.
+    enum class Locked { kAlone, kShared, kTaken };
+    Locked TryLock() noexcept;
+    void WaitForLock();
+
     bool alone_ = false;
     // What the system knows the open file by, so that one look at the path is enough.
     std::uint64_t volume_ = 0;

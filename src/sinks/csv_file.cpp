@@ -150,10 +150,11 @@ bool CsvFile::OpenAnew(std::string& error) {
         return Fail(error,
                     "Unable to create directory for zvEvent CSV sink: ", DirectoryPart(path_));
     }
-    const bool needs_header = FileSize(absolute_path_) == 0;
     if (!file_.Open(absolute_path_)) {
         return Fail(error, "Unable to open zvEvent CSV file for append: ", path_);
     }
+    // Looked at once it is open, when another who opened it at the same moment has begun it.
+    const bool needs_header = FileSize(absolute_path_) == 0;
     if (needs_header && !WriteHeader(error)) {
         file_.Close();
         return false;

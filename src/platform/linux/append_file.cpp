@@ -45,14 +45,19 @@ bool AppendFile::Open(const std::string& path) {
     Close();
     const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | kAlways, 0666);
     handle_ = file;
-    // The lock is advisory and goes with the handle. A file system without locks: alone.
-    alone_ = IsOpen() && (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK);
-    if (IsOpen() && !alone_) flock(file, LOCK_SH | LOCK_NB);
+    WaitForLock();
     struct stat status {};
     if (IsOpen()) fstat(file, &status);
     volume_ = status.st_dev;
     file_ = status.st_ino;
     return IsOpen();
+}
+
+// The lock is advisory and goes with the handle.
+AppendFile::Locked AppendFile::TryLock() noexcept {
+    const int file = static_cast<int>(handle_);
+    if (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return Locked::kAlone;
+    return flock(file, LOCK_SH | LOCK_NB) == 0 ? Locked::kShared : Locked::kTaken;
 }
 
 void AppendFile::Close() noexcept {

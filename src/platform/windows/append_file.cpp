@@ -61,14 +61,10 @@ std::uint64_t FileId(const BY_HANDLE_FILE_INFORMATION& info) {
 
 // Locks one byte far behind the end of any file: seen by those who ask for it only. Needs a handle
 // that may read; a file system without locks says no as to one that may not.
-bool LockAlone(HANDLE file) {
+bool LockMark(HANDLE file, DWORD how) {
     OVERLAPPED where{};
     where.OffsetHigh = std::numeric_limits<std::int32_t>::max();
-    if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &where) != 0)
-        return true;
-    const DWORD error = GetLastError();
-    LockFileEx(file, LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &where);
-    return error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING;
+    return LockFileEx(file, how | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &where) != 0;
 }
 
 }  // namespace
@@ -82,12 +78,20 @@ bool AppendFile::Open(const std::string& path) {
         handle_ = reinterpret_cast<std::intptr_t>(file);
         if (IsOpen() || GetLastError() != ERROR_ACCESS_DENIED) break;
     }
-    alone_ = IsOpen() && LockAlone(AsHandle(handle_));
+    WaitForLock();
     BY_HANDLE_FILE_INFORMATION opened{};
     if (IsOpen()) GetFileInformationByHandle(AsHandle(handle_), &opened);
     volume_ = opened.dwVolumeSerialNumber;
     file_ = FileId(opened);
     return IsOpen();
+}
+
+AppendFile::Locked AppendFile::TryLock() noexcept {
+    const HANDLE file = AsHandle(handle_);
+    if (LockMark(file, LOCKFILE_EXCLUSIVE_LOCK)) return Locked::kAlone;
+    const DWORD error = GetLastError();
+    if (error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) return Locked::kAlone;
+    return LockMark(file, 0) ? Locked::kShared : Locked::kTaken;
 }
 
 void AppendFile::Close() noexcept {
@@ -101,7 +105,7 @@ void AppendFile::Share() noexcept {
     OVERLAPPED where{};
     where.OffsetHigh = std::numeric_limits<std::int32_t>::max();
     UnlockFileEx(AsHandle(handle_), 0, 1, 0, &where);
-    LockFileEx(AsHandle(handle_), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &where);
+    LockMark(AsHandle(handle_), 0);
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) noexcept {
