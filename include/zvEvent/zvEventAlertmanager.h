@@ -60,6 +60,7 @@ struct zvEventAlertmanagerFormatterConfig {
 // Writes an event as an alert document.
 //
 // event   as it is: nothing is checked or filled in; a severity above error counts as info
+// config  how it is written
 // out     receives the document in place of what it held; must not be one of the event's or the
 //         configuration's own texts
 //
@@ -72,6 +73,7 @@ ZVEVENT_API std::uint32_t zvEventFormatAlertmanagerAlert(
 // without an event_id gets the number 1; the numbers of submitted events are not touched.
 //
 // record  the event; only the first struct_size bytes are read
+// config  how it is written
 // out     receives the document in place of what it held
 //
 // Returns ZVEVENT_OK; ZVEVENT_E_INVALID_ARGUMENT when record or out is null or the record is one
