@@ -1,36 +1,37 @@
-"""Does what pages of the documentation say, in one folder of their own and in their order.
+"""Does what the README and the handbook say, in a folder of their own, and follows their links.
 
-    run_pages.py PROJECT PAGE...
+    run_pages.py PROJECT BUILD
 
 A comment before a fenced block says what is done with it:
     <!-- same as PATH -->    it must be that file of the project, whole
     <!-- file NAME -->       it is written there
-    <!-- run -->             a shell runs it and must succeed; what is behind "$ " where it is a session
-    <!-- run beside -->      the same, but it goes on beside the rest until the page ends; what the
-                             page says next is done when it has printed its first line
+    <!-- run -->             a shell runs it and must succeed
+    <!-- run beside -->      the same, but it goes on until the page ends; what the page says next is
+                             done when it has printed its first line
     <!-- shows -->           what the last command printed must hold these lines, "..." standing for
-                             anything in a line; of one that runs beside it is waited for
+    <!-- shows beside -->    anything in a line; what runs beside is waited for
 
-The home folder is that folder too, and the project lies in it as zvEvent, as if just cloned.
+The home folder is that folder too, the project lies in it as zvEvent, built in BUILD, and the ports
+in the pages stand for free ones.
 """
 import contextlib
 import fnmatch
 import os
 import pathlib
 import re
+import socket
 import subprocess
 import sys
 import tempfile
 import time
 
 DEADLINE_S = 120
-BLOCK = re.compile(r"^<!-- (same as|file|run beside|run|shows)(?: (\S+))? -->\n+```\w*\n(.*?)^```",
-                   re.M | re.S)
+PORTS = ["5140", "1162"]
+BLOCK = re.compile(r"^<!-- (same as|file|run|shows)(?: (\S+))? -->\n+```\w*\n(.*?)^```", re.M | re.S)
 
 
 class Command:
     def __init__(self, text, log):
-        text = "\n".join(re.findall(r"^\$ (.*)", text, re.M)) or text
         self.log = log
         self.process = subprocess.Popen(["bash", "-euo", "pipefail", "-c", text],
                                         stdout=log.open("wb"), stderr=subprocess.STDOUT,
@@ -49,32 +50,52 @@ class Command:
             time.sleep(0.02)
 
 
-def follow(page, project, beside):
-    command = None
-    blocks = BLOCK.findall(page.read_text())
-    assert len(blocks) == page.read_text().count("<!-- ") > 0, f"{page.name}: a comment is not known"
-    for number, (kind, name, text) in enumerate(blocks):
+def blocks_of(page, replaced):
+    text = page.read_text()
+    for target in re.findall(r"\]\(([^):#]+)(?:#[^)]*)?\)", re.sub(r"```.*?```", "", text, flags=re.S)):
+        assert (page.parent / target).exists(), f"{page.name}: no {target}"
+    blocks = BLOCK.findall(text)
+    assert len(blocks) == text.count("<!-- "), f"{page.name}: a comment that is not known"
+    for kind, name, block in blocks:
+        yield kind, name, block if kind == "same as" else replaced(block)
+
+
+def follow(page, project, replaced, stop):
+    last = beside = None
+    for number, (kind, name, text) in enumerate(blocks_of(page, replaced)):
+        log = pathlib.Path(f"{page.stem}-{number}.log")
         if kind == "same as":
             assert (project / name).read_text() == text, f"{page.name}: not the text of {name}"
         elif kind == "file":
+            pathlib.Path(name).parent.mkdir(exist_ok=True)
             pathlib.Path(name).write_text(text)
         elif kind == "shows":
-            command.await_lines(text.splitlines())
+            (beside if name else last).await_lines(text.splitlines())
+        elif name:
+            beside = Command("exec " + text, log)
+            stop.callback(beside.process.wait)
+            stop.callback(beside.process.terminate)
+            beside.await_lines(["*"])
         else:
-            command = Command(text, pathlib.Path(f"{page.stem}-{number}.log"))
-            if kind == "run beside":
-                beside.callback(command.process.wait)
-                beside.callback(command.process.terminate)
-                command.await_lines(["*"])
-            elif command.process.wait(DEADLINE_S) != 0:
-                sys.exit(f"{page.name}: failed:\n{text}\n{command.log.read_text()}")
+            last = Command(text, log)
+            if last.process.wait(DEADLINE_S) != 0:
+                sys.exit(f"{page.name}: failed:\n{text}\n{log.read_text()}")
 
 
-project = pathlib.Path(sys.argv[1]).resolve()
+def free_port():
+    with socket.socket(type=socket.SOCK_DGRAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return str(probe.getsockname()[1])
+
+
+project, build = (pathlib.Path(path).resolve() for path in sys.argv[1:])
+replacements = {"zvEvent/build/release": str(build), **{port: free_port() for port in PORTS}}
+pattern = re.compile("|".join(replacements))
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
     os.environ["HOME"] = folder
     pathlib.Path("zvEvent").symlink_to(project)
-    for page in sys.argv[2:]:
-        with contextlib.ExitStack() as beside:
-            follow(project / page, project, beside)
+    for page in sorted([*project.glob("*.md"), *project.glob("docs/*.md")]):
+        with contextlib.ExitStack() as stop:
+            follow(page, project,
+                   lambda text: pattern.sub(lambda found: replacements[found[0]], text), stop)
