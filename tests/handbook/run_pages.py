@@ -1,6 +1,6 @@
 """Does what the README and the handbook say, in a folder of their own, and follows their links.
 
-    run_pages.py PROJECT BUILD
+    run_pages.py PROJECT
 
 A comment before a fenced block says what is done with it:
     <!-- same as PATH -->    it must be that file of the project, whole
@@ -11,8 +11,8 @@ A comment before a fenced block says what is done with it:
     <!-- shows -->           what the last command printed must hold these lines, "..." standing for
     <!-- shows beside -->    anything in a line; what runs beside is waited for
 
-The home folder is that folder too, the project lies in it as zvEvent, built in BUILD, and the ports
-in the pages stand for free ones.
+The home folder is that folder too, the project lies in it as zvEvent, as if cloned, and the ports in
+the pages stand for free ones.
 """
 import contextlib
 import fnmatch
@@ -50,19 +50,19 @@ class Command:
             time.sleep(0.02)
 
 
-def blocks_of(page, replaced):
+def blocks_of(page):
     text = page.read_text()
     for target in re.findall(r"\]\(([^):#]+)(?:#[^)]*)?\)", re.sub(r"```.*?```", "", text, flags=re.S)):
         assert (page.parent / target).exists(), f"{page.name}: no {target}"
     blocks = BLOCK.findall(text)
     assert len(blocks) == text.count("<!-- "), f"{page.name}: a comment that is not known"
     for kind, name, block in blocks:
-        yield kind, name, block if kind == "same as" else replaced(block)
+        yield kind, name, re.sub("|".join(PORTS), lambda port: ports[port[0]], block)
 
 
-def follow(page, project, replaced, stop):
+def follow(page, project, stop):
     last = beside = None
-    for number, (kind, name, text) in enumerate(blocks_of(page, replaced)):
+    for number, (kind, name, text) in enumerate(blocks_of(page)):
         log = pathlib.Path(f"{page.stem}-{number}.log")
         if kind == "same as":
             assert (project / name).read_text() == text, f"{page.name}: not the text of {name}"
@@ -88,14 +88,12 @@ def free_port():
         return str(probe.getsockname()[1])
 
 
-project, build = (pathlib.Path(path).resolve() for path in sys.argv[1:])
-replacements = {"zvEvent/build/release": str(build), **{port: free_port() for port in PORTS}}
-pattern = re.compile("|".join(replacements))
+project = pathlib.Path(sys.argv[1]).resolve()
+ports = {port: free_port() for port in PORTS}
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
     os.environ["HOME"] = folder
     pathlib.Path("zvEvent").symlink_to(project)
     for page in sorted([*project.glob("*.md"), *project.glob("docs/*.md")]):
         with contextlib.ExitStack() as stop:
-            follow(page, project,
-                   lambda text: pattern.sub(lambda found: replacements[found[0]], text), stop)
+            follow(page, project, stop)
