@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "support/temp_directory.h"
@@ -43,6 +44,13 @@ struct ConfigTree : ::testing::Test {
         directory_.Write(kFile, text);
         return Open();
     }
+    std::string Fault() const {
+        char reason[64] = "";
+        std::uint32_t line = 0, column = 0;
+        EXPECT_EQ(zvCFGFindFault(directory_.File(kFile).c_str(), reason, 64, &line, &column), 0U);
+        EXPECT_STRNE(reason, "");
+        return std::to_string(line) + ':' + std::to_string(column);
+    }
     zvevent::test::TempDirectory directory_;
 };
 
@@ -58,11 +66,27 @@ TEST_F(ConfigTree, OpensWellFormedFilesOnly) {
          {""s, " \r\n\t"s, "\xEF\xBB\xBF"s, nested(256),
           "\xEF\xBB\xBF<?xml version='1.0'?><!DOCTYPE a><!-- c --><a b='>\"'/><?pi x?>\n"s})
         EXPECT_NE(OpenText(text), nullptr) << text.substr(0, 80);
-    for (const std::string& text :
-         {"<a>"s, "<a></b>"s, "<a b=c/>"s, "<a b=\"c/>"s, "<a><!-- </a>"s, "<a/><b/>"s, "x<a/>"s,
-          "<a/>x"s, "<a/><![CDATA[]]>"s, "<?xml version='1.0'?>"s, "<a/>\0"s,
-          "\xFF\xFE<\0a\0/\0>\0"s, nested(257), nested(10'000)})
+    // And where the fault is said to be.
+    const std::pair<std::string, const char*> refused[] = {
+        {"<a>", "1:3"},
+        {"<a>\n</b>", "2:3"},
+        {"<a b=c/>", "1:6"},
+        {"<a\n\n b=\"c/>", "3:5"},
+        {"<a><!-- </a>", "1:12"},
+        {"<a/>\n <b/>", "2:3"},
+        {"x<a/>", "1:1"},
+        {"<a/>x", "1:5"},
+        {"<a/><![CDATA[]]>", "1:14"},
+        {"<?xml version='1.0'?>", "0:0"},
+        {"<a/>\0"s, "1:5"},
+        {"\xFF\xFE<\0a\0/\0>\0"s, "1:4"},
+        {nested(257), "1:1282"},
+        {nested(10'000), "1:1282"},
+    };
+    for (const auto& [text, place] : refused) {
         EXPECT_EQ(OpenText(text), nullptr) << text.substr(0, 80);
+        EXPECT_EQ(Fault(), place) << text.substr(0, 80);
+    }
 }
 
 TEST_F(ConfigTree, TextsAndNamesSurviveARoundTrip) {

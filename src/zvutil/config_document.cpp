@@ -30,25 +30,41 @@ std::string_view WithoutByteOrderMark(std::string_view text) {
 // What the parser lets pass: text and further elements outside the root, and any depth.
 struct StructureCheck : pugi::xml_tree_walker {
     int roots = 0;
+    std::optional<ConfigDocument::Fault> fault;
 
     bool for_each(pugi::xml_node& node) override {
+        const char* const reason = FaultOf(node);
+        if (reason != nullptr) fault = {reason, static_cast<std::size_t>(node.offset_debug())};
+        return reason == nullptr;
+    }
+
+    const char* FaultOf(pugi::xml_node node) {
         const pugi::xml_node_type type = node.type();
         if (type == pugi::node_element) {
-            if (depth() == 0) ++roots;
-            return depth() < ConfigDocument::kMaxDepth && roots == 1;
+            if (depth() == 0 && ++roots > 1) return "a second root element";
+            return depth() < ConfigDocument::kMaxDepth ? nullptr : "elements nested too deep";
         }
-        if (depth() > 0) return true;
-        return type != pugi::node_cdata && (type != pugi::node_pcdata || IsBlank(node.value()));
+        const bool is_text =
+            type == pugi::node_cdata || (type == pugi::node_pcdata && !IsBlank(node.value()));
+        return depth() == 0 && is_text ? "text outside the root element" : nullptr;
     }
 };
 
-// False for text that cannot be a configuration file.
-bool Parse(const std::string& text, pugi::xml_document& tree) {
-    if (text.size() > ConfigDocument::kMaxBytes || text.find('\0') != text.npos) return false;
-    if (IsBlank(WithoutByteOrderMark(text))) return true;
-    if (!tree.load_buffer(text.data(), text.size(), kVerbatim, pugi::encoding_utf8)) return false;
+// Looks for what a configuration file cannot be.
+std::optional<ConfigDocument::Fault> Parse(const std::string& text, pugi::xml_document& tree) {
+    using Fault = ConfigDocument::Fault;
+    if (text.size() > ConfigDocument::kMaxBytes) return Fault{"larger than 64 MiB", {}};
+    if (const std::size_t zero = text.find('\0'); zero != text.npos) {
+        return Fault{"a byte of value 0", zero};
+    }
+    if (IsBlank(WithoutByteOrderMark(text))) return std::nullopt;
+    const pugi::xml_parse_result result =
+        tree.load_buffer(text.data(), text.size(), kVerbatim, pugi::encoding_utf8);
+    if (!result) return Fault{result.description(), static_cast<std::size_t>(result.offset)};
     StructureCheck check;
-    return tree.traverse(check) && check.roots == 1;
+    tree.traverse(check);
+    if (!check.fault && check.roots == 0) return Fault{"no root element", {}};
+    return check.fault;
 }
 
 bool IsCharacterData(pugi::xml_node node) {
@@ -103,13 +119,13 @@ struct ConfigDocument::Edit {
 ConfigDocument::ConfigDocument() = default;
 ConfigDocument::~ConfigDocument() = default;
 
-bool ConfigDocument::Load(std::string text) {
+std::optional<ConfigDocument::Fault> ConfigDocument::Load(std::string text) {
     text_ = std::move(text);
-    if (!Parse(text_, tree_)) return false;
+    if (const std::optional<Fault> fault = Parse(text_, tree_)) return fault;
     const pugi::xml_node root = tree_.document_element();
     if (root) root_ = &Make({.source = root});
     line_end_ = FirstLineEnd(text_);
-    return true;
+    return std::nullopt;
 }
 
 ConfigDocument::Element& ConfigDocument::Make(Element element) {

@@ -44,9 +44,15 @@ public:
     ConfigDocument(const ConfigDocument&) = delete;
     ConfigDocument& operator=(const ConfigDocument&) = delete;
 
+    // What is wrong with a text, and where in it, if that is one place.
+    struct Fault {
+        const char* reason;
+        std::optional<std::size_t> position;
+    };
+
     // Takes the text of a file, in an encoding that has ASCII for its lower half. Once, and first.
-    // False for text that is not well-formed, too deep or too large. Blank text has no root.
-    bool Load(std::string text);
+    // A fault for text that is not well-formed, too deep or too large. Blank text has no root.
+    std::optional<Fault> Load(std::string text);
 
     // The text as it was loaded, and with all that was changed.
     const std::string& LoadedText() const { return text_; }

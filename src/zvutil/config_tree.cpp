@@ -99,6 +99,15 @@ bool ParseNumber(std::string_view text, std::uint32_t& number) {
     return true;
 }
 
+// Both count from 1.
+void Locate(std::string_view text, std::size_t position, std::uint32_t& line,
+            std::uint32_t& column) {
+    const std::string_view before = text.substr(0, position);
+    const std::size_t line_start = before.rfind('\n') + 1;  // npos + 1 is 0
+    line = static_cast<std::uint32_t>(std::count(before.begin(), before.end(), '\n')) + 1;
+    column = static_cast<std::uint32_t>(before.size() - line_start) + 1;
+}
+
 std::uint32_t NextChild(zvCFGTree& tree, const char* path, const char* previous, char* name,
                         std::uint32_t& flag) {
     Element* const key = FindKey(tree, path);
@@ -121,10 +130,31 @@ zvCFGHandle zvCFGOpen(const char* path, std::uint32_t) noexcept {
         tree->path = path;
         std::string text;
         if (!zvevent::ReadWholeFile(path, ConfigDocument::kMaxBytes, text) ||
-            !tree->document.Load(std::move(text))) {
+            tree->document.Load(std::move(text))) {
             return nullptr;
         }
         return tree.release();
+    });
+}
+
+std::uint32_t zvCFGFindFault(const char* path, char* reason, std::uint32_t size,
+                             std::uint32_t* line, std::uint32_t* column) noexcept {
+    if (path == nullptr || reason == nullptr || size == 0 || line == nullptr || column == nullptr) {
+        return kFailed;
+    }
+    return Guarded(kFailed, [&] {
+        std::string text;
+        std::optional<ConfigDocument::Fault> fault = ConfigDocument::Fault{
+            "no regular file that can be read, or larger than 64 MiB", std::nullopt};
+        ConfigDocument document;
+        if (zvevent::ReadWholeFile(path, ConfigDocument::kMaxBytes, text)) {
+            fault = document.Load(std::move(text));
+        }
+        if (!fault) return kFailed;
+        reason[std::string_view(fault->reason).copy(reason, size - 1)] = '\0';
+        *line = *column = 0;
+        if (fault->position) Locate(document.LoadedText(), *fault->position, *line, *column);
+        return 0u;
     });
 }
 

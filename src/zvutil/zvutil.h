@@ -116,6 +116,12 @@ inline constexpr std::uint32_t kZvCfgNoMore = 0xFFFFFFFF;
 // `flags` must be 0.
 zvCFGHandle zvCFGOpen(const char* path, std::uint32_t flags) noexcept;
 
+// Tells why zvCFGOpen refuses a file: a text without the path, cut to size - 1 bytes and
+// terminated, and where the fault was noticed, line and column (bytes) from 1, or 0 and 0 when it
+// is no one place. Returns non-zero, setting nothing, when the file can be opened.
+std::uint32_t zvCFGFindFault(const char* path, char* reason, std::uint32_t size,
+                             std::uint32_t* line, std::uint32_t* column) noexcept;
+
 // Releases the handle; what was not saved is gone. `flags` must be 1.
 std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
 
