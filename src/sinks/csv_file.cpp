@@ -7,6 +7,7 @@
 #include "base/lock_within.h"
 #include "base/no_destructor.h"
 #include "base/texts.h"
+#include "config/sink_faults.h"
 #include "format/csv_row.h"
 #include "format/csv_tail.h"
 #include "sinks/directory_tree.h"
@@ -145,7 +146,7 @@ bool CsvFile::Follow(std::string& error) {
 }
 
 bool CsvFile::OpenAnew(std::string& error) {
-    if (path_.empty()) return Fail(error, "zvEvent CSV sink path is empty");
+    if (const char* const fault = CsvFault(path_)) return Fail(error, fault);
     if (!EnsureDirectory(DirectoryPart(absolute_path_))) {
         return Fail(error,
                     "Unable to create directory for zvEvent CSV sink: ", DirectoryPart(path_));

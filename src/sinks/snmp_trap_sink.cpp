@@ -1,10 +1,7 @@
 #include "sinks/snmp_trap_sink.h"
 
-#include <algorithm>
-#include <array>
-
-#include "base/ascii.h"
 #include "base/texts.h"
+#include "config/sink_faults.h"
 #include "zvutil/zvutil.h"
 
 namespace {
@@ -19,21 +16,13 @@ constexpr zvevent::UdpOwner kOwner = {
         },
 };
 
-constexpr std::array<std::string_view, 3> kNamesOfVersion2c = {"2c", "v2c", "snmpv2c"};
-constexpr std::array<std::string_view, 3> kNamesOfVersion3 = {"3", "v3", "snmpv3"};
-
-bool IsOneOf(const std::array<std::string_view, 3>& names, std::string_view text) {
-    return std::find(names.begin(), names.end(), text) != names.end();
-}
-
 using Settings = zvEventSinkConfig::SnmpTrap;
 
 }  // namespace
 
 zvEventSnmpTrapSink::zvEventSnmpTrapSink(const zvEventSinkConfig& config)
     : zvEventSink(config),
-      version_(zvevent::LowerAscii(
-          zvevent::OrElse(config.snmp_trap.version, Settings::kDefaultVersion))),
+      version_(zvevent::OrElse(config.snmp_trap.version, Settings::kDefaultVersion)),
       formatter_(zvevent::OrElse(config.snmp_trap.community, Settings::kDefaultCommunity),
                  zvevent::OrElse(config.snmp_trap.enterprise_oid, Settings::kDefaultEnterpriseOid),
                  zvevent::OrElse(config.snmp_trap.trap_oid, Settings::kDefaultTrapOid)),
@@ -56,12 +45,7 @@ std::uint32_t zvEventSnmpTrapSink::write(const zvEventNormalizedEvent& event, st
 }
 
 std::uint32_t zvEventSnmpTrapSink::OpenLocked() {
-    if (IsOneOf(kNamesOfVersion3, version_)) {
-        return Refuse("SNMPv3 requires a future external-library backend");
-    }
-    if (!IsOneOf(kNamesOfVersion2c, version_)) {
-        return Refuse("zvEvent SNMP trap sink currently supports SNMP v2c only");
-    }
+    if (const char* const fault = zvevent::SnmpTrapFault(version_)) return Refuse(fault);
     std::string failure;
     return sender_.Open(failure) ? ZVEVENT_OK : Fail(failure);
 }

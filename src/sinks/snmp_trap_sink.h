@@ -30,7 +30,7 @@ public:
 private:
     std::uint32_t OpenLocked();
 
-    const std::string version_;  // in lower case
+    const std::string version_;
     const zvevent::SnmpTrapFormatter formatter_;
 
     std::mutex mutex_;

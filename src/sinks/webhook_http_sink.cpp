@@ -6,6 +6,7 @@
 #include "base/ascii.h"
 #include "base/number_text.h"
 #include "base/texts.h"
+#include "config/sink_faults.h"
 #include "format/cloud_event.h"
 #include "format/json_event.h"
 #include "format/text.h"
@@ -23,12 +24,7 @@ std::uint32_t FirstNonZero(std::uint32_t first, std::uint32_t second) {
 
 std::string PayloadMode(const zvEventSinkConfig& config) {
     if (config.kind == zvEventSinkKind::cloudevents_http) return "cloudevents";
-    return zvevent::LowerAscii(
-        zvevent::OrElse(config.webhook_http.payload_mode, Settings::kDefaultPayloadMode));
-}
-
-bool IsCloudEvents(std::string_view mode) {
-    return mode == "cloudevents" || mode == "cloudevents_structured";
+    return zvevent::OrElse(config.webhook_http.payload_mode, Settings::kDefaultPayloadMode);
 }
 
 // A user name and password in a URL are refused by the HTTP layer, and must not come out in a text.
@@ -89,11 +85,6 @@ std::string HeaderLines(const zvEventSinkConfig& config, bool cloud_events) {
     return lines;
 }
 
-std::uint32_t Invalid(std::string* error, const char* text) {
-    if (error != nullptr) *error = text;
-    return ZVEVENT_E_INVALID_ARGUMENT;
-}
-
 }  // namespace
 
 zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
@@ -103,7 +94,7 @@ zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
       endpoint_url_(
           zvevent::OrElse(config.webhook_http.endpoint_url, config.cloudevents_http.endpoint_url)),
       payload_mode_(PayloadMode(config)),
-      sends_cloud_events_(IsCloudEvents(payload_mode_)),
+      sends_cloud_events_(zvevent::IsCloudEventsMode(payload_mode_)),
       request_timeout_ms_(FirstNonZero(
           FirstNonZero(config.webhook_http.request_timeout_ms, config.cloudevents_http.timeout_ms),
           Settings::kDefaultRequestTimeoutMs)),
@@ -118,12 +109,9 @@ zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
       headers_(HeaderLines(config, sends_cloud_events_)) {}
 
 std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
-    const std::string url = zvevent::LowerAscii(endpoint_url_);
-    if (!url.starts_with("http://") && !url.starts_with("https://")) {
-        return Invalid(error, "zvEvent webhook sink requires an http:// or https:// endpoint_url");
-    }
-    if (!sends_cloud_events_ && payload_mode_ != "native_json" && payload_mode_ != "native") {
-        return Invalid(error, "zvEvent webhook payload_mode must be native_json or cloudevents");
+    if (const char* const fault = zvevent::WebhookFault(endpoint_url_, payload_mode_)) {
+        if (error != nullptr) *error = fault;
+        return ZVEVENT_E_INVALID_ARGUMENT;
     }
     transport_.start();
     return ZVEVENT_OK;

@@ -47,7 +47,7 @@ private:
 
     const Transport transport_;
     const std::string endpoint_url_;
-    const std::string payload_mode_;  // lower case
+    const std::string payload_mode_;
     const bool sends_cloud_events_;
     const std::uint32_t request_timeout_ms_;
     const std::uint32_t retry_count_;
