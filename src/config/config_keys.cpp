@@ -39,6 +39,14 @@ void EnsureKey(zvCFGHandle tree, std::string_view path) {
     }
 }
 
+void EnsureTopKeys(zvCFGHandle tree) {
+    EnsureKey(tree, kRootKey);
+    EnsureKey(tree, KeyBelowRoot(kCoreKey));
+    EnsureKey(tree, KeyBelowRoot(kStateKey));
+    for (const SinkSection& section : kSinkSections)
+        EnsureKey(tree, SinkKey(section));
+}
+
 std::vector<ChildName> Children(zvCFGHandle tree, const std::string& path) {
     std::vector<ChildName> children;
     std::array<char, kZvCfgNameSize> previous{};

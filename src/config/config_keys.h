@@ -20,6 +20,9 @@ std::string OutputName(const zvEventSinkConfig& entry);
 // Creates the key and every missing key above it.
 void EnsureKey(zvCFGHandle tree, std::string_view path);
 
+// Creates the keys that every configuration has.
+void EnsureTopKeys(zvCFGHandle tree);
+
 // What stands right below a key, in document order.
 struct ChildName {
     std::string name;

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "config/config_keys.h"
+#include "config/open_tree.h"
 #include "config/settings.h"
 #include "config/sink_loader.h"
 #include "config/unknown_keys.h"
@@ -13,30 +14,6 @@ namespace zvevent {
 
 namespace {
 
-class OpenTree {
-public:
-    explicit OpenTree(const char* path) : handle_(zvCFGOpen(path, 0)) {}
-    ~OpenTree() {
-        if (handle_ != nullptr) zvCFGClose(handle_, 1);
-    }
-    OpenTree(const OpenTree&) = delete;
-    OpenTree& operator=(const OpenTree&) = delete;
-
-    zvCFGHandle handle() const { return handle_; }
-
-private:
-    zvCFGHandle handle_;
-};
-
-// Creates the keys that every configuration has.
-void EnsureTopKeys(zvCFGHandle tree) {
-    EnsureKey(tree, kRootKey);
-    EnsureKey(tree, KeyBelowRoot(kCoreKey));
-    EnsureKey(tree, KeyBelowRoot(kStateKey));
-    for (const SinkSection& section : kSinkSections)
-        EnsureKey(tree, SinkKey(section));
-}
-
 // False when the rest must not be read.
 bool LoadCore(zvCFGHandle tree, zvEventConfig& config, std::string* error) {
     ValueReader reader(tree, KeyBelowRoot(kCoreKey), error);
@@ -44,7 +21,7 @@ bool LoadCore(zvCFGHandle tree, zvEventConfig& config, std::string* error) {
         if (config.queue_size != 0) reader(name, field);  // nothing behind a size that is 0
     });
     if (config.queue_size == 0) {
-        if (error != nullptr) *error = "queue_size must be greater than zero";
+        if (error != nullptr) *error = kQueueSizeIsZero;
         return false;
     }
     return error == nullptr || error->empty();
@@ -80,7 +57,10 @@ std::uint32_t zvEventLoadConfig(const char* config_path, zvEventConfig* output, 
     zvevent::VisitStateSettings(
         *output,
         zvevent::ValueReader(tree.handle(), zvevent::KeyBelowRoot(zvevent::kStateKey), error));
-    zvevent::LoadSinks(tree.handle(), error, *output);
+    const auto read = [&](const std::string& key, zvEventSinkConfig& sink) {
+        zvevent::VisitSinkSettings(sink, zvevent::ValueReader(tree.handle(), key, error));
+    };
+    zvevent::LoadSinks(tree.handle(), read, *output);
     if (error != nullptr && !error->empty()) return ZVEVENT_E_INVALID_ARGUMENT;
     if (!output->status_file.empty() || output->report_severity) {
         output->unknown_keys = zvevent::UnknownKeys(tree.handle());

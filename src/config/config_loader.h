@@ -7,6 +7,8 @@
 
 #include "config/config.h"
 
+inline constexpr const char* kQueueSizeIsZero = "queue_size must be greater than zero";
+
 // What is done with a file that is empty or white space only.
 enum class zvEventEmptyFile {
     completed,  // with all defaults, as at a first start

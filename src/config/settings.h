@@ -1,7 +1,7 @@
 // Every setting by name, in the order in which a file is read and completed. The loader walks these
 // functions, and so does whoever lists, explains or checks settings: a setting that is not here
-// does not exist. Adding one takes its member in config.h, its line here and its line in
-// docs/configuration.md. Any thread.
+// does not exist. Adding one takes its member in config.h, its line here, and what it means in
+// setting_reference.cpp and docs/configuration.md. Any thread.
 //
 // A visitor is called with the key of a value, the field that it fills, and, where a file that
 // lacks the value gets something else than what the field of a fresh record holds, with that as

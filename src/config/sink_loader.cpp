@@ -6,7 +6,6 @@
 
 #include "config/config_keys.h"
 #include "config/settings.h"
-#include "config/value_reader.h"
 
 namespace zvevent {
 
@@ -26,7 +25,7 @@ void FillWebhookGroup(zvEventSinkConfig& sink) {
     to.cloudevents_subject_prefix = from.subject_prefix;
 }
 
-void LoadInstance(zvCFGHandle tree, std::string* error, const SinkSection& section,
+void LoadInstance(zvCFGHandle tree, const ReadSinkSettings& read, const SinkSection& section,
                   const std::string& name, zvEventConfig& config) {
     const std::string key = SinkKey(section) + '\\' + name;
     EnsureKey(tree, key);
@@ -36,14 +35,14 @@ void LoadInstance(zvCFGHandle tree, std::string* error, const SinkSection& secti
     sink.enabled = section.enabled;
     sink.minimum_severity = config.minimum_severity;
     if (section.seeded_with_warning) sink.minimum_severity = zvEventSeverityWarning;
-    VisitSinkSettings(sink, ValueReader(tree, key, error));
+    read(key, sink);
     if (sink.kind == zvEventSinkKind::cloudevents_http) FillWebhookGroup(sink);
     config.sinks.push_back(std::move(sink));
 }
 
 }  // namespace
 
-void LoadSinks(zvCFGHandle tree, std::string* error, zvEventConfig& config) {
+void LoadSinks(zvCFGHandle tree, const ReadSinkSettings& read, zvEventConfig& config) {
     std::array<std::vector<std::string>, kSinkSections.size()> instances;
     for (std::size_t i = 0; i < kSinkSections.size(); ++i) {
         instances[i] = ChildKeys(tree, SinkKey(kSinkSections[i]));
@@ -51,7 +50,7 @@ void LoadSinks(zvCFGHandle tree, std::string* error, zvEventConfig& config) {
     }
     for (std::size_t i = 0; i < kSinkSections.size(); ++i) {
         for (const std::string& name : instances[i])
-            LoadInstance(tree, error, kSinkSections[i], name, config);
+            LoadInstance(tree, read, kSinkSections[i], name, config);
     }
 }
 

@@ -76,4 +76,18 @@ std::vector<std::string> UnknownKeys(zvCFGHandle tree) {
     return unknown;
 }
 
+std::vector<std::string> KnownNamesBeside(std::string_view path) {
+    const auto above = [](std::string_view key) { return key.substr(0, key.rfind('\\')); };
+    const Meanings known = KnownMeanings();
+    Meaning meaning;
+    if (const auto found = known.find(above(path)); found != known.end()) {
+        meaning = found->second;
+    } else if (const auto kind = known.find(above(above(path)));
+               kind != known.end() && kind->second.instances_of != nullptr) {
+        meaning = MeaningOfInstance(*kind->second.instances_of);
+    }
+    meaning.keys.merge(meaning.values);
+    return {meaning.keys.begin(), meaning.keys.end()};
+}
+
 }  // namespace zvevent
