@@ -10,6 +10,8 @@ namespace zvevent::tool {
 namespace {
 
 constexpr Subcommand kSubcommands[] = {
+    {"init", "write a configuration file with every setting, each explained", ConfigureInit},
+    {"check", "tell what the library makes of a configuration file", ConfigureCheck},
     {"send", "submit events as an application does", ConfigureSend},
 };
 

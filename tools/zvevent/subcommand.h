@@ -25,6 +25,8 @@ struct Subcommand {
     Configure configure;
 };
 
+Subcommand::Run ConfigureCheck(CLI::App& command);
+Subcommand::Run ConfigureInit(CLI::App& command);
 Subcommand::Run ConfigureSend(CLI::App& command);
 
 }  // namespace zvevent::tool
