@@ -36,11 +36,11 @@ SeverityIn(Number&) -> SeverityIn<Number>;
 template <typename Config, typename Visit>
 void VisitCoreSettings(Config& config, Visit&& visit) {
     visit("enabled", config.enabled);
-    visit("minimum_severity", SeverityIn(config.minimum_severity));
+    visit("minimum_severity", SeverityIn{config.minimum_severity});
     visit("queue_size", config.queue_size);
     visit("drop_policy", config.drop_policy);
     visit("status_file", config.status_file);
-    visit("report_severity", SeverityIn(config.report_severity));
+    visit("report_severity", SeverityIn{config.report_severity});
     visit("watch_config", config.watch_config);
 }
 
@@ -131,7 +131,7 @@ void VisitAlertmanager(Alertmanager& alerts, Visit&& visit) {
 template <typename Sink, typename Visit>
 void VisitSinkSettings(Sink& sink, Visit&& visit) {
     visit("enabled", sink.enabled);
-    visit("minimum_severity", SeverityIn(sink.minimum_severity));
+    visit("minimum_severity", SeverityIn{sink.minimum_severity});
     switch (sink.kind) {
         case zvEventSinkKind::csv:
             return VisitCsv(sink.csv, visit);

@@ -43,7 +43,7 @@ bool FlushAll(const std::vector<Output>& outputs, std::uint32_t timeout_ms) {
     bool all_flushed = true;
     for (const auto& [sink, counts] : outputs) {
         std::uint32_t flushed = ZVEVENT_E_FAILURE;
-        Contain([&] { flushed = sink->flush(timeout_ms); });
+        Contain([&, &sink = sink] { flushed = sink->flush(timeout_ms); });
         if (flushed != ZVEVENT_OK) all_flushed = false;
     }
     return all_flushed;
@@ -110,7 +110,7 @@ std::uint32_t SinkSet::Dispatch(const zvEventNormalizedEvent& event, std::uint64
         if (reports_output && event.source_id == sink->OutputName()) continue;
         std::uint32_t result = ZVEVENT_E_FAILURE;
         std::uint64_t fallback = 0;
-        Contain([&] { result = sink->write(event, &fallback); });
+        Contain([&, &sink = sink] { result = sink->write(event, &fallback); });
         fallen_back += fallback;
         if (result != ZVEVENT_OK) {
             ++failed;
@@ -130,7 +130,7 @@ void SinkSet::HandOver() {
     FlushRetired(RetiredOutputs(), kRetireMs, Busy::kLeave);
     const auto outputs = ActiveOutputs();
     for (const auto& [sink, counts] : *outputs)
-        Contain([&] { sink->hand_over(); });
+        Contain([&sink = sink] { sink->hand_over(); });
 }
 
 // Also when the process ends, perhaps with a lock that is held for good: waits for none without a
