@@ -223,13 +223,13 @@ std::uint32_t Lifecycle::Flush(std::uint32_t timeout_ms) {
 }
 
 std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {
-    EventView event;
-    const std::uint32_t checked = ResolveRecord(record, NextEventId(), &event);
-    if (checked != ZVEVENT_OK) return Fail(checked, "Invalid ZVEvent");
+    const std::uint64_t id = NextEventId();  // every call uses one up
+    if (!IsAcceptable(record)) return Fail(ZVEVENT_E_INVALID_ARGUMENT, "Invalid ZVEvent");
     if (!initialized_.load(std::memory_order_relaxed)) {
         return Fail(ZVEVENT_E_NOT_INITIALIZED, kNotInitialized);
     }
-    const std::uint32_t result = core_.Enqueue(event);
+    if (core_.DropsAtOnce(SeverityOf(*record))) return Succeed();
+    const std::uint32_t result = core_.Enqueue(ResolveRecord(*record, id));
     if (result != ZVEVENT_OK) return Fail(result, "zvEvent core submit failed");
     return Succeed();
 }

@@ -113,6 +113,14 @@ std::uint32_t EventCore::WaitUntilDrained(std::uint32_t timeout_ms) {
     return queue_.WaitUntilDrained(timeout_ms) ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
 }
 
+bool EventCore::DropsAtOnce(std::uint32_t severity) {
+    const std::uint32_t gate = gate_.load(std::memory_order_relaxed);
+    if (gate == kNotRunning) return false;
+    if (severity >= gate) return queue_.DropsForLackOfRoom();
+    Count(filtered_);
+    return true;
+}
+
 std::uint32_t EventCore::Enqueue(const EventView& event, bool* lost) {
     const std::uint32_t gate = gate_.load(std::memory_order_relaxed);
     if (gate == kNotRunning) return ZVEVENT_E_NOT_INITIALIZED;

@@ -47,6 +47,10 @@ public:
     // limit).
     std::uint32_t WaitUntilDrained(std::uint32_t timeout_ms);
 
+    // Whether an event of this severity would only be counted as filtered or, by a full queue, as
+    // dropped; then that is done. Costs next to nothing, so it is asked before the event is made.
+    bool DropsAtOnce(std::uint32_t severity);
+
     // Queues an event, or counts it as filtered or dropped: both are ZVEVENT_OK. *lost tells
     // whether it was dropped because the queue is full. ZVEVENT_E_NOT_INITIALIZED when not running
     // or stopping.

@@ -69,26 +69,30 @@ constexpr void ForEachEventField(Visit&& visit) {
     std::apply([&](const auto&... field) { (visit(field), ...); }, kEventFields);
 }
 
+// The texts among them, which is also the order of the view's texts.
+inline constexpr auto kTextFields = std::apply(
+    [](const auto&... field) {
+        constexpr auto only_texts = []<typename Field>(const Field& row) {
+            if constexpr (std::is_same_v<Field, TextField>) {
+                return std::tuple{row};
+            } else {
+                return std::tuple{};
+            }
+        };
+        return std::tuple_cat(only_texts(field)...);
+    },
+    kEventFields);
+
 template <typename Visit>
 constexpr void ForEachEventText(Visit&& visit) {
-    ForEachEventField([&]<typename Field>(const Field& field) {
-        if constexpr (std::is_same_v<Field, TextField>) visit(field);
-    });
+    std::apply([&](const auto&... field) { (visit(field), ...); }, kTextFields);
 }
 
-inline constexpr std::size_t kEventTextCount = [] {
-    std::size_t count = 0;
-    ForEachEventText([&](const auto&) { ++count; });
-    return count;
-}();
+inline constexpr std::size_t kEventTextCount = std::tuple_size_v<decltype(kTextFields)>;
 
 // The views' texts, for loops over them.
-inline constexpr auto kViewTexts = [] {
-    std::array<std::string_view EventView::*, kEventTextCount> texts{};
-    std::size_t count = 0;
-    ForEachEventText([&](const auto& field) { texts[count++] = field.view; });
-    return texts;
-}();
+inline constexpr auto kViewTexts =
+    std::apply([](const auto&... field) { return std::array{field.view...}; }, kTextFields);
 
 // No form has a member without a row; up to four bytes of a form are padding.
 static_assert(std::apply(

@@ -36,15 +36,15 @@ bool Unpack(const EventView& view, zvEventNormalizedEvent& event) {
 void EventQueue::Open(std::uint32_t capacity, zvEventDropPolicy policy) {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
     ring_.Release();
-    capacity_ = capacity;
-    policy_ = policy;
+    SetLimits(capacity, policy);
     accepting_ = true;
     stop_requested_ = false;
     asleep_ = false;
     in_flight_ = false;
     worker_ended_ = false;
-    for (std::uint64_t* count : {&accepted_, &full_, &evicted_, &processed_, &suppressed_, &lost_,
-                                 &purged_, &high_water_}) {
+    full_.store(0);
+    for (std::uint64_t* count :
+         {&accepted_, &evicted_, &processed_, &suppressed_, &lost_, &purged_, &high_water_}) {
         *count = 0;
     }
 }
@@ -52,8 +52,7 @@ void EventQueue::Open(std::uint32_t capacity, zvEventDropPolicy policy) {
 void EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy) {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
     RingLingering();
-    capacity_ = capacity;
-    policy_ = policy;
+    SetLimits(capacity, policy);
     if (ring_.Depth() <= capacity_) return;
     // At least one event stays queued: the queue cannot have drained by this.
     const std::uint64_t excess = ring_.Depth() - capacity_;
@@ -63,9 +62,17 @@ void EventQueue::Reconfigure(std::uint32_t capacity, zvEventDropPolicy policy) {
     ring_.RemoveNewest(excess - evicted);
 }
 
+void EventQueue::SetLimits(std::uint32_t capacity, zvEventDropPolicy policy) {
+    capacity_ = capacity;
+    policy_ = policy;
+    was_full_.store(false);
+    full_from_.store(policy == zvEventDropPolicy::drop_newest ? capacity : kNever);
+}
+
 void EventQueue::StopAccepting() {
     const std::scoped_lock lock(producers_mutex_);
     accepting_ = false;
+    full_from_.store(kNever);
 }
 
 void EventQueue::Purge() {
@@ -123,6 +130,24 @@ void EventQueue::Close() {
     drained_.notify_all();
 }
 
+// The flag comes first: it is hardly ever written, so that looking at it costs nothing while the
+// queue has room.
+bool EventQueue::DropsForLackOfRoom() {
+    if (!was_full_.load(std::memory_order_relaxed)) return false;
+    if (!ring_.HeldAtLeast(full_from_.load(std::memory_order_relaxed))) {
+        was_full_.store(false, std::memory_order_relaxed);
+        return false;
+    }
+    CountFull();
+    return true;
+}
+
+EventQueue::Pushed EventQueue::CountFull() {
+    RingLingering();
+    full_.fetch_add(1, std::memory_order_relaxed);
+    return Pushed::kDropped;
+}
+
 EventQueue::Pushed EventQueue::Push(const EventView& event) {
     const std::size_t bytes = PackedEvent::TextBytes(event);
     PackedEvent::Block block;  // of a large event; made, filled and freed outside the lock
@@ -130,14 +155,12 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
         std::unique_lock lock(producers_mutex_);
         if (!accepting_ || stop_requested_) return Pushed::kRefused;
         const bool full = ring_.Holds(capacity_);
-        if (full) {
-            RingLingering();
-            if (policy_ == zvEventDropPolicy::drop_newest) {
-                ++full_;
-                return Pushed::kDropped;
-            }
+        if (full && policy_ == zvEventDropPolicy::drop_newest) {
+            was_full_.store(true, std::memory_order_relaxed);
+            return CountFull();
         }
-        ProvideSlot();
+        if (full) RingLingering();
+        if (ring_.NeedsExtension(capacity_)) ProvideSlot();
         // Which slot an eviction frees is not known yet: it then counts as one without room.
         const bool fits = bytes <= PackedEvent::kInlineBytes ||
                           (bytes <= kKeptBlockBytes && !full && ring_.AtTail().HasRoom(bytes));
@@ -148,8 +171,7 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
         }
         const bool evicted = full && EvictOldestDebugOrInfo();
         if (full && !evicted && ring_.Holds(capacity_)) {
-            ++full_;
-            return Pushed::kDropped;
+            return CountFull();
         }
 
         PackedEvent& slot = ring_.AtTail();
@@ -171,11 +193,12 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
 
 void EventQueue::AddTo(CoreStatistics& statistics) const {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    statistics.received += accepted_ + full_;
+    const std::uint64_t full = full_.load();
+    statistics.received += accepted_ + full;
     statistics.processed += processed_;
     statistics.queued += ring_.Depth();
     statistics.in_hand += in_flight_ ? 1 : 0;
-    statistics.dropped.full += full_;
+    statistics.dropped.full += full;
     statistics.dropped.evicted += evicted_;
     statistics.dropped.purged += purged_;
     statistics.dropped.suppressed += suppressed_;
@@ -231,6 +254,7 @@ EventQueue::Taken EventQueue::Take(zvEventNormalizedEvent& event, Outcome of_the
 void EventQueue::WorkerEnded() noexcept {
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
     accepting_ = false;
+    full_from_.store(kNever);
     FinishTheOneInHand(Outcome::kProcessed);  // a callback ended the thread
     worker_ended_ = true;
     drained_.notify_all();
@@ -255,12 +279,15 @@ bool EventQueue::IsDrained() const {
     return ring_.Depth() == 0 && !in_flight_;
 }
 
+// The exchange alone would take the cache line from the others each time.
 void EventQueue::RingLingering() {
-    if (lingering_.exchange(false, std::memory_order_relaxed)) bell_.Ring();
+    if (lingering_.load(std::memory_order_relaxed) &&
+        lingering_.exchange(false, std::memory_order_relaxed)) {
+        bell_.Ring();
+    }
 }
 
 void EventQueue::ProvideSlot() {
-    if (!ring_.NeedsExtension(capacity_)) return;
     EventRing::Extension extension = ring_.PrepareExtension();
     const std::scoped_lock lock(take_mutex_);
     ring_.Extend(std::move(extension));

@@ -70,6 +70,10 @@ public:
 
     // --- Any thread ---
 
+    // Whether an event pushed now would be dropped because the queue is full; then it is counted as
+    // that. No lock. False also when only Push can tell.
+    bool DropsForLackOfRoom();
+
     // Copies the event into the queue, or drops one by the policy when that is full. One short
     // lock; allocates only when the queue is deeper than it ever was, or the event larger than its
     // slot has seen.
@@ -99,8 +103,10 @@ public:
 private:
     bool IsDrained() const;  // under take_mutex_
     void RingLingering();
+    Pushed CountFull();
 
     // Under both mutexes:
+    void SetLimits(std::uint32_t capacity, zvEventDropPolicy policy);
     void CountPurged(std::uint64_t count);
 
     // Under producers_mutex_:
@@ -126,7 +132,6 @@ private:
     bool accepting_ = false;
     bool stop_requested_ = false;
     bool asleep_ = false;  // the worker sleeps, or is about to, until the bell rings
-    std::uint64_t full_ = 0;
     std::uint64_t evicted_ = 0;
 
     alignas(64) mutable std::mutex take_mutex_;
@@ -140,6 +145,13 @@ private:
     std::uint64_t lost_ = 0;
     std::uint64_t purged_ = 0;
     std::condition_variable drained_;
+
+    // For the look at a full queue without a lock. Both are written under producers_mutex_, apart
+    // from the flag's reset.
+    static constexpr std::uint64_t kNever = std::uint64_t{1} << 62;
+    alignas(64) std::atomic<bool> was_full_{false};  // when Push last looked, under drop_newest
+    std::atomic<std::uint64_t> full_from_{kNever};   // depth from which drop_newest drops
+    std::atomic<std::uint64_t> full_{0};
 
     alignas(64) std::atomic<bool> lingering_{false};
     std::atomic<std::size_t> own_block_bytes_{0};  // held by all slots for large events

@@ -37,6 +37,9 @@ public:
 
     std::size_t Depth() const;
 
+    // Whether at least so many events (below 2^63) were queued at a moment during the call.
+    bool HeldAtLeast(std::uint64_t count) const;
+
     // The position of the next event to be queued, and whether an event that stands there, queued
     // later, has been taken: then so have all before it.
     std::uint64_t Tail() const { return tail_.load(std::memory_order_acquire); }
@@ -100,6 +103,12 @@ private:
 inline std::size_t EventRing::Depth() const {
     return static_cast<std::size_t>(tail_.load(std::memory_order_acquire) -
                                     head_.load(std::memory_order_acquire));
+}
+
+// The head only grows, so reading it last can only make the depth look smaller than it was.
+inline bool EventRing::HeldAtLeast(std::uint64_t count) const {
+    const std::uint64_t tail = tail_.load(std::memory_order_acquire);
+    return head_.load(std::memory_order_acquire) + count <= tail;
 }
 
 // The depth by the remembered head, which is never less than the true one. The head is the taking

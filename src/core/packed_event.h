@@ -8,7 +8,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 #include <memory>
+#include <stdexcept>
+#include <string_view>
 
 #include "core/event_fields.h"
 
@@ -56,6 +60,7 @@ public:
 
 private:
     void PackNumbers(const EventView& event) noexcept;
+    static void CopyTexts(const EventView& event, char* to) noexcept;
 
     EventNumbers numbers_;
     std::array<std::uint32_t, kEventTextCount> ends_{};  // of each text, from the first's start
@@ -64,5 +69,40 @@ private:
     char inline_[kInlineBytes];
 };
 static_assert(sizeof(PackedEvent) == 512);
+
+// Inline is what a submit does for every event.
+
+inline std::size_t PackedEvent::TextBytes(const EventView& event) {
+    std::size_t bytes = 0;
+    for (const auto text : kViewTexts)
+        bytes += (event.*text).size();
+    if (bytes > std::numeric_limits<std::uint32_t>::max()) {
+        throw std::length_error("event texts exceed 4 GiB");
+    }
+    return bytes;
+}
+
+inline void PackedEvent::Pack(const EventView& event) noexcept {
+    PackNumbers(event);
+    CopyTexts(event, TextsInOwnBlock() ? own_.get() : inline_);
+}
+
+inline void PackedEvent::PackNumbers(const EventView& event) noexcept {
+    numbers_ = event;
+    std::uint32_t end = 0;
+    for (std::size_t i = 0; i < kEventTextCount; ++i) {
+        end += static_cast<std::uint32_t>((event.*kViewTexts[i]).size());
+        ends_[i] = end;
+    }
+}
+
+inline void PackedEvent::CopyTexts(const EventView& event, char* to) noexcept {
+    for (const auto member : kViewTexts) {
+        const std::string_view text = event.*member;
+        if (text.empty()) continue;  // an empty view may point nowhere
+        std::memcpy(to, text.data(), text.size());
+        to += text.size();
+    }
+}
 
 }  // namespace zvevent
