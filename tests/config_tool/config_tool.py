@@ -2,6 +2,7 @@
 arguments."""
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -9,6 +10,7 @@ import unittest
 
 TOOL = sys.argv[1:]
 ON_WINDOWS = TOOL[-1].endswith(".exe")
+PROJECT = os.path.dirname(os.path.abspath(__file__)) + "/../../"
 
 
 def value(name, text):
@@ -131,6 +133,32 @@ class ConfigTool(unittest.TestCase):
                 shown = self.run_tool("check", "a.xml", *options).stdout
                 self.assertNotIn("sesame", shown)
                 self.assertIn("(secret)", shown)
+
+    @unittest.skipIf(ON_WINDOWS, "the same there, and no bash")
+    def test_man_page_and_completion_know_what_help_knows(self):
+        def listed(*words):
+            text = self.run_tool(*words, "--help").stdout
+            return (set(re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M)),
+                    re.findall(r"^  ([a-z]+) ", text.partition("\nSubcommands:")[2], re.M))
+
+        def completed(*words):
+            script = ('. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _zvevent "$1";'
+                      'printf "%s\n" "${COMPREPLY[@]}"')
+            done = subprocess.run(["bash", "-c", script, "-", PROJECT + "tools/zvevent/completion.bash",
+                                   *TOOL, *words], capture_output=True, encoding="utf-8")
+            return set(done.stdout.split()) - {"-h"}
+
+        with open(PROJECT + "docs/man/zvevent.1", encoding="utf-8") as file:
+            sections = dict(re.findall(r"^\.Ss (\w+)\n(.*?)(?=^\.S[sh] )", file.read(), re.M | re.S))
+        options, subcommands = listed()
+        self.assertEqual(list(sections), subcommands)
+        self.assertEqual(completed(""), options | set(subcommands))
+        for name, section in sections.items():
+            options, _ = listed(name)
+            items = "".join(re.findall(r"^\.It .*", section, re.M))
+            described = {"-" + flag for flag in re.findall(r"Fl (-[a-z-]+)", items)} | {"--help"}
+            self.assertEqual(described, options, name)
+            self.assertEqual(completed(name, "-"), options)
 
 
 if __name__ == "__main__":

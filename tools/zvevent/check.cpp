@@ -141,7 +141,8 @@ int Check(const Options& options) {
 
 Subcommand::Run ConfigureCheck(CLI::App& command) {
     const auto options = std::make_shared<Options>();
-    command.add_option("FILE", options->path, "configuration file, as the library reads it")
+    command.add_option("file", options->path, "configuration file, as the library reads it")
+        ->type_name("FILE")
         ->required();
     command.add_flag("--json", options->json, "one JSON object instead of a table");
     command.add_flag("--quiet", options->quiet, "findings only, no settings");

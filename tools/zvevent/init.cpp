@@ -127,7 +127,9 @@ int Init(const std::string& path) {
 
 Subcommand::Run ConfigureInit(CLI::App& command) {
     const auto path = std::make_shared<std::string>();
-    command.add_option("FILE", *path, "the file, which must not exist")->required();
+    command.add_option("file", *path, "what to write; must not exist")
+        ->type_name("FILE")
+        ->required();
     command.footer(
         R"(The library leaves the file as it is. Of the outputs only the one to the system's own log is
 enabled.
