@@ -2,6 +2,8 @@
 # itself those of vcpkg.json. For the cross build ./dev unpacks the distribution's source packages
 # below build/deps, and they are compiled here.
 
+include(cmake/third_party.cmake)
+
 find_package(pugixml QUIET)
 if(NOT pugixml_FOUND)
   set(ZVEVENT_PUGIXML_SOURCE "${PROJECT_SOURCE_DIR}/build/deps/pugixml"
@@ -13,6 +15,7 @@ if(NOT pugixml_FOUND)
   target_include_directories(zvevent_pugixml SYSTEM PUBLIC "${ZVEVENT_PUGIXML_SOURCE}/src")
   set_target_properties(zvevent_pugixml PROPERTIES POSITION_INDEPENDENT_CODE ON)
   add_library(pugixml::pugixml ALIAS zvevent_pugixml)
+  zvevent_compiled_in(pugixml "Reads XML, in the library." "${ZVEVENT_PUGIXML_SOURCE}/LICENSE.md")
 endif()
 
 # The HTTP client on both systems. 7.87 is the first libcurl that does not wait for a name server
@@ -50,6 +53,7 @@ if(WIN32)
       message(FATAL_ERROR "libcurl not found: run ./dev once, or set ZVEVENT_CURL_SOURCE")
     endif()
     zvevent_compile_curl("${ZVEVENT_CURL_SOURCE}")
+    zvevent_compiled_in(libcurl "Speaks HTTP, in the library." "${ZVEVENT_CURL_SOURCE}/COPYING")
   endif()
 else()
   find_package(CURL 7.87 REQUIRED)
@@ -86,4 +90,8 @@ function(zvevent_find_tool_headers)
   add_library(zvevent_tool_headers INTERFACE)
   target_include_directories(zvevent_tool_headers SYSTEM INTERFACE
     ${ZVEVENT_CLI11_INCLUDE} ${ZVEVENT_JSON_INCLUDE})
+  zvevent_compiled_in(CLI11 "Reads the command line of the tool."
+    /usr/share/doc/libcli11-dev/copyright)
+  zvevent_compiled_in(nlohmann-json "Reads and writes JSON, in the tool."
+    /usr/share/doc/nlohmann-json3-dev/copyright)
 endfunction()

@@ -1,0 +1,20 @@
+# Packages of what cmake/install.cmake installs: on Linux three for Debian, on Windows one ZIP file.
+# `./dev package` makes them.
+set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
+set(CPACK_PACKAGE_VENDOR "The zvEvent authors")
+set(CPACK_PACKAGE_CONTACT "The zvEvent authors <zvevent@zvevent.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_CHECKSUM SHA256)
+set(CPACK_COMPONENTS_ALL runtime development tool)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME zvEvent-${PROJECT_VERSION}-windows-x64)
+else()
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_STRIP_FILES ON)
+  include(cmake/debian.cmake)
+endif()
+include(CPack)

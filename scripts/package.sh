@@ -1,0 +1,165 @@
+# ./dev package and ./dev test packages: packages of what is installed, and a stranger's program built
+# and run on each of them. Read by ./dev, whose helpers it uses.
+
+packages=$root/build/packages
+consumers=$root/build/consumers
+
+# The same commit makes the same packages: what is packed bears the commit's time.
+stamp_packages() {
+    SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || date +%s)
+    export SOURCE_DATE_EPOCH
+}
+
+package() {
+    local preset
+    stamp_packages
+    rm -rf -- "$packages"
+    for preset in package windows; do
+        build "$preset" zvevent_installed
+        heading "Packing $preset"
+        quietly cpack --config "build/$preset/CPackConfig.cmake" -B "$packages"
+    done
+    rm -rf -- "$packages/_CPack_Packages"
+    ls -l "$packages"
+}
+
+# --- A stranger's program on each form ---------------------------------------------------------------
+
+# Runs a consumer (the words are its command) in the current folder, and holds what it prints against
+# what the event of its source becomes.
+run_consumer() {
+    heading "Running ${*: -1}"
+    rm -f consumer.csv
+    cp -- "$root/tests/consumer/consumer.xml" .
+    "$@" </dev/null >output.txt || { cat output.txt; fail "the consumer failed"; }
+    tr -d '\r' <output.txt | diff "$root/tests/consumer/expected.txt" - ||
+        fail "the consumer printed something else"
+}
+
+# An empty folder for one form to be tried in.
+fresh() {
+    heading "$1"
+    rm -rf -- "${consumers:?}/$2"
+    mkdir -p -- "$consumers/$2"
+    cd -- "$consumers/$2"
+}
+
+# Builds and runs both consumers by CMake against an installed tree; the words after it go to CMake.
+consume_by_cmake() {
+    local prefix=$1
+    shift
+    quietly cmake -G Ninja -S "$root/tests/consumer" -B cmake -DCMAKE_PREFIX_PATH="$prefix" "$@"
+    quietly cmake --build cmake
+}
+
+consume_by_make() {
+    local pkgconfig
+    pkgconfig=$(dirname -- "$(find "$PWD/$1" -name zvEvent.pc)")
+    mkdir make
+    quietly env PKG_CONFIG_PATH="$pkgconfig" make -C make -f "$root/tests/consumer/Makefile"
+}
+
+try_install() {
+    build release zvevent_installed
+    fresh "The installed library, moved elsewhere" installed
+    quietly cmake --install "$root/build/release" --prefix "$PWD/first"
+    mv first moved
+    consume_by_cmake "$PWD/moved"
+    run_consumer cmake/consumer_c
+    run_consumer cmake/consumer_cpp
+    consume_by_make moved
+    run_consumer env LD_LIBRARY_PATH=moved/lib make/consumer_c
+    run_consumer env LD_LIBRARY_PATH=moved/lib make/consumer_cpp
+    moved/bin/zvevent --version
+    heading "docs/install.md, as it says"
+    python3 -B "$root/tests/handbook/run_pages.py" "$root" docs/install.md
+}
+
+try_zip() {
+    fresh "The ZIP file, by mingw-w64" zip
+    unzip -q "$packages"/zvEvent-*-windows-x64.zip
+    mv zvEvent-*-windows-x64 zvEvent
+    local compiler=x86_64-w64-mingw32
+    consume_by_cmake "$PWD/zvEvent" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_EXE_LINKER_FLAGS=-static \
+        -DCMAKE_C_COMPILER=$compiler-gcc-posix -DCMAKE_CXX_COMPILER=$compiler-g++-posix
+    cp cmake/consumer_*.exe zvEvent/bin
+    run_consumer "$wine" zvEvent/bin/consumer_c.exe
+    run_consumer "$wine" zvEvent/bin/consumer_cpp.exe
+    "$wine" zvEvent/bin/zvevent.exe --version
+
+    heading "The ZIP file, in the form of Visual C++"
+    local source=$root/tests/consumer
+    local compile=(clang --target=x86_64-pc-windows-msvc -O2 -Wall -Wextra -Werror -IzvEvent/include
+        -I"$source/msvc" -c)
+    quietly "${compile[@]}" "$source/consumer.c" -o consumer.obj
+    quietly "${compile[@]}" "$source/msvc/start.c" -o start.obj
+    quietly llvm-dlltool -m i386:x86-64 -d "$source/msvc/msvcrt.def" -l msvcrt.lib
+    quietly lld-link /nologo /nodefaultlib /entry:mainCRTStartup /subsystem:console \
+        /out:zvEvent/bin/consumer_msvc.exe consumer.obj start.obj msvcrt.lib zvEvent/lib/zvEvent.lib
+    run_consumer "$wine" zvEvent/bin/consumer_msvc.exe
+    local name
+    for name in pugixml libcurl mingw-w64 'libgcc and libstdc++' CLI11 nlohmann-json; do
+        grep -qx "## $name" zvEvent/share/zvevent/THIRD-PARTY.md || fail "no notice of $name"
+    done
+    llvm-pdbutil dump -publics zvEvent/bin/zvEvent.pdb | grep -F '`zvEventSubmit`' >/dev/null ||
+        fail "the PDB does not know zvEventSubmit"
+}
+
+try_debian() {
+    fresh "Debian's packages, unpacked into a folder" debian
+    local file
+    for file in "$packages"/*.deb; do dpkg-deb -x "$file" .; done
+    consume_by_make usr
+    local libraries=(usr/lib/*-linux-gnu)
+    run_consumer env LD_LIBRARY_PATH="${libraries[0]}" make/consumer_c
+    run_consumer env LD_LIBRARY_PATH="${libraries[0]}" make/consumer_cpp
+}
+
+# Needs root for chroot, and the network for the packages that ours depend on.
+try_bare() {
+    [ "$(id -u)" = 0 ] || fail "a bare system to install into needs root"
+    need debootstrap
+    local kept=$root/build/deps/bare.tar
+    if [ ! -e "$kept" ]; then
+        heading "Fetching a bare Debian system with a compiler"
+        rm -rf -- "$root/build/deps/bare"
+        quietly debootstrap --variant=minbase --include=g++,make,pkg-config \
+            "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$root/build/deps/bare"
+        tar -cf "$kept.new" -C "$root/build/deps/bare" .
+        mv -- "$kept.new" "$kept"
+        rm -rf -- "$root/build/deps/bare"
+    fi
+    fresh "Debian's packages, installed into a bare system and removed" bare
+    tar -xf "$kept"
+    cp /etc/resolv.conf etc
+    mkdir -p srv/make
+    cp "$packages"/*.deb "$root"/tests/consumer/consumer.* "$root"/tests/consumer/Makefile srv
+    local apt="DEBIAN_FRONTEND=noninteractive apt-get -qy --no-install-recommends"
+    quietly chroot . sh -c "apt-get -q update"
+    find etc usr -xdev ! -name ld.so.cache | sort >before.txt
+
+    quietly chroot . sh -c "$apt install /srv/libzvevent1_*.deb /srv/zvevent_*.deb"
+    chroot . zvevent --version
+    quietly chroot . sh -c "$apt install /srv/libzvevent-dev_*.deb"
+    quietly chroot . make -C /srv/make -f /srv/Makefile
+    run_consumer chroot . /srv/make/consumer_c
+    run_consumer chroot . /srv/make/consumer_cpp
+
+    quietly chroot . sh -c "$apt purge libzvevent1 libzvevent-dev zvevent"
+    quietly chroot . sh -c "$apt autoremove --purge"
+    find etc usr -xdev ! -name ld.so.cache | sort | diff before.txt - ||
+        fail "the packages left something behind"
+}
+
+# The forms named, or all but the bare system.
+test_packages() {
+    local form
+    [ $# -gt 0 ] || set -- install debian zip
+    need "${package_packages[@]}"
+    for form in "$@"; do
+        case $form in install | debian | zip | bare) ;; *) fail "no form named '$form'" ;; esac
+    done
+    [ "$*" = install ] || package
+    for form in "$@"; do ("try_$form"); done
+    heading "All forms passed"
+}
