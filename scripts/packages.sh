@@ -4,7 +4,7 @@
 base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev googletest
     libbenchmark-dev libcli11-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
-check_packages=(clang clang-format gcc spin mandoc)
+check_packages=(clang clang-format gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)
 tidy_packages=(clang-tidy)
 peer_packages=(nginx-light python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
