@@ -1,4 +1,4 @@
-"""Does what the README and the handbook say, in a folder of their own, and follows their links.
+"""Does what the README and the handbook say, a folder for each page, and follows their links.
 
     run_pages.py PROJECT
 
@@ -11,8 +11,9 @@ A comment before a fenced block says what is done with it:
     <!-- shows -->           what the last command printed must hold these lines, "..." standing for
     <!-- shows beside -->    anything in a line; what runs beside is waited for
 
-The home folder is that folder too, the project lies in it as zvEvent, as if cloned, and the ports in
-the pages stand for free ones.
+The pages share a home folder, so what getting-started.md installs in ~/zvevent is there for those
+behind it. The project lies in every page's folder as zvEvent, as if cloned, and the ports in the pages
+stand for free ones.
 """
 import contextlib
 import fnmatch
@@ -90,10 +91,13 @@ def free_port():
 
 project = pathlib.Path(sys.argv[1]).resolve()
 ports = {port: free_port() for port in PORTS}
-with tempfile.TemporaryDirectory() as folder:
-    os.chdir(folder)
-    os.environ["HOME"] = folder
-    pathlib.Path("zvEvent").symlink_to(project)
-    for page in sorted([*project.glob("*.md"), *project.glob("docs/*.md")]):
+with tempfile.TemporaryDirectory() as home:
+    os.environ.update(HOME=home, PATH=f"{home}/zvevent/bin:{os.environ['PATH']}")
+    for page in sorted(path for folder in (".", "docs", "examples")
+                       for path in (project / folder).glob("*.md")):
+        folder = pathlib.Path(home, page.parent.name + "-" + page.stem)
+        folder.mkdir()
+        os.chdir(folder)
+        pathlib.Path("zvEvent").symlink_to(project)
         with contextlib.ExitStack() as stop:
             follow(page, project, stop)
