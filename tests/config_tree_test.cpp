@@ -66,26 +66,15 @@ TEST_F(ConfigTree, OpensWellFormedFilesOnly) {
          {""s, " \r\n\t"s, "\xEF\xBB\xBF"s, nested(256),
           "\xEF\xBB\xBF<?xml version='1.0'?><!DOCTYPE a><!-- c --><a b='>\"'/><?pi x?>\n"s})
         EXPECT_NE(OpenText(text), nullptr) << text.substr(0, 80);
-    // And where the fault is said to be.
-    const std::pair<std::string, const char*> refused[] = {
-        {"<a>", "1:3"},
-        {"<a>\n</b>", "2:3"},
-        {"<a b=c/>", "1:6"},
-        {"<a\n\n b=\"c/>", "3:5"},
-        {"<a><!-- </a>", "1:12"},
-        {"<a/>\n <b/>", "2:3"},
-        {"x<a/>", "1:1"},
-        {"<a/>x", "1:5"},
-        {"<a/><![CDATA[]]>", "1:14"},
-        {"<?xml version='1.0'?>", "0:0"},
-        {"<a/>\0"s, "1:5"},
-        {"\xFF\xFE<\0a\0/\0>\0"s, "1:4"},
-        {nested(257), "1:1282"},
-        {nested(10'000), "1:1282"},
-    };
-    for (const auto& [text, place] : refused) {
-        EXPECT_EQ(OpenText(text), nullptr) << text.substr(0, 80);
-        EXPECT_EQ(Fault(), place) << text.substr(0, 80);
+    // Each behind the place where the fault is said to be.
+    for (const std::string& refused :
+         {"1:3 <a>"s, "2:3 <a>\n</b>"s, "1:6 <a b=c/>"s, "3:5 <a\n\n b=\"c/>"s,
+          "1:12 <a><!-- </a>"s, "2:3 <a/>\n <b/>"s, "1:1 x<a/>"s, "1:5 <a/>x"s,
+          "1:14 <a/><![CDATA[]]>"s, "0:0 <?xml version='1.0'?>"s, "1:5 <a/>\0"s,
+          "1:4 \xFF\xFE<\0a\0/\0>\0"s, "1:1282 " + nested(257), "1:1282 " + nested(10'000)}) {
+        const std::size_t text = refused.find(' ') + 1;
+        EXPECT_EQ(OpenText(refused.substr(text)), nullptr) << refused.substr(0, 80);
+        EXPECT_EQ(Fault() + ' ', refused.substr(0, text)) << refused.substr(0, 80);
     }
 }
 

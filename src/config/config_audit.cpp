@@ -1,5 +1,6 @@
 #include "config/config_audit.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/severity.h"
@@ -87,6 +88,30 @@ private:
     ConfigAudit& audit_;
 };
 
+void FindRepeated(zvCFGHandle tree, const std::string& key, std::vector<std::string>& repeated) {
+    for (const auto& [name, is_key] : Children(tree, key)) {
+        const std::string path = key + '\\' + name;
+        if (zvCFGIsRepeated(tree, key.c_str(), name.c_str()) != 0) repeated.push_back(path);
+        if (is_key) FindRepeated(tree, path, repeated);
+    }
+}
+
+// Of what stands above the root key only the way to it counts.
+std::vector<std::string> RepeatedKeys(zvCFGHandle tree) {
+    std::vector<std::string> repeated;
+    std::string above;
+    std::string_view rest = kRootKey;
+    while (!rest.empty()) {
+        const std::string name(rest.substr(0, rest.find('\\')));
+        const std::string path = above.empty() ? name : above + '\\' + name;
+        if (zvCFGIsRepeated(tree, above.c_str(), name.c_str()) != 0) repeated.push_back(path);
+        above = path;
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+    }
+    FindRepeated(tree, above, repeated);
+    return repeated;
+}
+
 std::string_view SectionOf(const zvEventSinkConfig& sink) {
     for (const SinkSection& section : kSinkSections) {
         if (section.kind == sink.kind) return section.path;
@@ -115,6 +140,7 @@ ConfigAudit AuditConfig(const std::string& path) {
     };
     audit.has_keys = !exists("") || exists(std::string(kRootKey).c_str());
     audit.unknown_keys = UnknownKeys(tree.handle());
+    audit.repeated_keys = RepeatedKeys(tree.handle());
     EnsureTopKeys(tree.handle());
     audit.config.config_path = path;
     const std::string core_error = AuditCore(tree.handle(), audit);

@@ -38,6 +38,7 @@ struct ConfigAudit {
     zvEventConfig config;                  // as the loader fills it; also what lies behind an error
     std::vector<AuditedSetting> settings;  // in the order of a completed file
     std::vector<std::string> unknown_keys;
+    std::vector<std::string> repeated_keys;  // keys and values; the first of each holds
 };
 
 // `path` as for zvEventLoadConfig.

@@ -105,6 +105,7 @@ struct ConfigDocument::Index {
             in_order.push_back(&child);
         }
         Element*& first = element.kind == Kind::kKey ? child.key : child.value;
+        child.repeated = child.repeated || first != nullptr;
         if (first == nullptr) first = &element;
     }
 };

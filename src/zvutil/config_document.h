@@ -37,6 +37,7 @@ public:
         Element* key = nullptr;
         Element* value = nullptr;
         std::size_t position = 0;  // among the names, in the order of the text
+        bool repeated = false;     // there are further children of a kind
     };
 
     ConfigDocument();

@@ -184,6 +184,14 @@ std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t, std::uint32_t) noexce
     });
 }
 
+std::uint32_t zvCFGIsRepeated(zvCFGHandle handle, const char* key, const char* name) noexcept {
+    if (handle == nullptr || key == nullptr || name == nullptr) return 0;
+    return Guarded(0u, [&] {
+        const Child* const child = FindChild(*handle, FindKey(*handle, key), name);
+        return child != nullptr && child->repeated ? 1u : 0u;
+    });
+}
+
 std::uint32_t zvCFGKeyExists(zvCFGHandle handle, const char* key) noexcept {
     if (handle == nullptr || key == nullptr) return 0;
     return Guarded(0u, [&] { return FindKey(*handle, key) != nullptr ? 1u : 0u; });

@@ -132,6 +132,9 @@ std::uint32_t zvCFGClose(zvCFGHandle handle, std::uint32_t flags) noexcept;
 // opened. The last two arguments must be 0 and 1.
 std::uint32_t zvCFGSave(zvCFGHandle handle, std::uint32_t reserved, std::uint32_t flags) noexcept;
 
+// Non-zero when several children of one kind below a key have the name, of which the first holds.
+std::uint32_t zvCFGIsRepeated(zvCFGHandle handle, const char* key, const char* name) noexcept;
+
 // Non-zero when the key exists. The root does unless the file was empty.
 std::uint32_t zvCFGKeyExists(zvCFGHandle handle, const char* key) noexcept;
 

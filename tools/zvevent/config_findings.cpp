@@ -82,6 +82,8 @@ public:
             Warn(unknown, "nothing reads this" +
                               (nearest.empty() ? "" : "; did you mean " + Quoted(nearest) + "?"));
         }
+        for (const std::string& repeated : audit_.repeated_keys)
+            Warn(repeated, "stands there more than once; only the first is read");
         if (!audit_.has_keys) Warn(std::string(kRootKey), "not in the file: all is default");
         LookAtSecrets();
         return std::move(found_);
