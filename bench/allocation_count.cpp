@@ -10,7 +10,7 @@ std::atomic<std::uint64_t> allocations{0};
 
 }  // namespace
 
-std::uint64_t AllocationCount() {
+std::uint64_t zvevent::bench::AllocationCount() {
     return allocations.load(std::memory_order_relaxed);
 }
 

@@ -4,4 +4,8 @@
 
 #include <cstdint>
 
+namespace zvevent::bench {
+
 std::uint64_t AllocationCount();
+
+}  // namespace zvevent::bench

@@ -17,31 +17,15 @@
 #include <string>
 
 #include "allocation_count.h"
+#include "sample_record.h"
 #include "zvEvent/zvEvent.h"
 #include "zvutil/zvutil.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// Ten texts of about 260 bytes in all.
-zvEventRecord SampleRecord() {
-    zvEventRecord record = zvEventRecordInit();
-    record.event_type = "temperature.high";
-    record.source_id = "rack-07/psu-1";
-    record.source_name = "Power supply 1 of rack 7";
-    record.message = "Power supply 1 of rack 7 reports 81.5 C, limit 75.0 C, fan speed nominal";
-    record.severity = zvEventSeverityWarning;
-    record.action = "measure";
-    record.dedupe_key = "rack-07/psu-1/temperature";
-    record.correlation_id = "7b1f3c52-9d0e-4b5a";
-    record.timecode = "10:23:45:12";
-    record.value = 81.5;
-    record.threshold = 75.0;
-    record.units = "C";
-    record.details_json = R"({"fan_rpm":4200,"inlet_c":24.5,"redundant":true,"slot":1})";
-    return record;
-}
+using zvevent::bench::AllocationCount;
+using zvevent::bench::SampleRecord;
 
 // The library, initialised once for all benchmarks with callbacks as its only output.
 class Library {

@@ -26,20 +26,24 @@ TEST(Text, EscapesJsonAndEncodesBase64) {
     EXPECT_EQ(Base64Encode("abc") + Base64Encode("\xFB\xEF\xBE\xFF\x00"s), "YWJj++++/wA=");
 }
 
-// Any bits as a number, against the C library.
+// Any bits as a number, and whole ones around what is written in short, against the C library.
 TEST(Text, WritesNumbersAsPrintfDoes) {
     std::mt19937_64 bits(20);
+    const double limits[] = {999'999, 1e6, -1e6, 999'999'999'999'999, 1e15, -1e15, 1e15 + 1, 1e16};
     for (int i = 0; i < 20'000; ++i) {
         const std::uint64_t pattern = bits();
         double number;
         std::memcpy(&number, &pattern, sizeof number);
         if (i % 4 == 0) number = std::ldexp(static_cast<double>(pattern % 100'000), i % 60 - 30);
+        if (i < std::ssize(limits)) number = limits[i];
         if (!std::isfinite(number)) continue;  // spelled differently by some C libraries
-        char expected[40];
-        std::snprintf(expected, sizeof expected, "%.*g", 17 - i % 12, number);
-        std::string text;
-        AppendGeneral(text, number, 17 - i % 12);
-        ASSERT_EQ(text, expected);
+        for (const int digits : {17 - i % 12, 17, 6, 17}) {
+            char expected[40];
+            std::snprintf(expected, sizeof expected, "%.*g", digits, number);
+            std::string text;
+            AppendGeneral(text, number, digits);
+            ASSERT_EQ(text, expected);
+        }
     }
     EXPECT_EQ(FormatJsonNumber(0.1) + FormatMeasurementText(-0.0), "0.10000000000000001-0");
     std::string text;

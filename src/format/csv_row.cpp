@@ -1,5 +1,6 @@
 #include "format/csv_row.h"
 
+#include "base/byte_set.h"
 #include "base/number_text.h"
 #include "base/severity.h"
 #include "format/text.h"
@@ -8,6 +9,8 @@ namespace zvevent {
 
 namespace {
 
+constexpr ByteSet kNeedQuotes(",\"\n\r");
+
 // A comma after every column but the last.
 class RowWriter {
 public:
@@ -15,7 +18,7 @@ public:
 
     void Text(std::string_view text) {
         Separate();
-        if (text.find_first_of(",\"\n\r") == std::string_view::npos) {
+        if (kNeedQuotes.FindFirstIn(text) == text.size()) {
             out_.append(text);
             return;
         }

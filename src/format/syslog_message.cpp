@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/byte_set.h"
 #include "base/number_text.h"
 #include "base/severity.h"
 #include "base/syslog_code.h"
@@ -21,6 +22,8 @@ constexpr std::size_t kMaxMessageIdBytes = 32;
 constexpr std::string_view kElementId = "zavorin@32473";
 
 constexpr int kMeasureDigits = 6;
+
+constexpr ByteSet kNeedBackslash("\"\\]");
 
 // A header field holds printable ASCII without spaces; "-" stands for nothing.
 void AppendHeaderField(std::string& out, std::string_view text, std::size_t limit) {
@@ -47,8 +50,7 @@ public:
     void Text(std::string_view name, std::string_view text) {
         Begin(name);
         text = text.substr(0, Room(out_));
-        for (std::size_t special;
-             (special = text.find_first_of("\"\\]")) != std::string_view::npos;) {
+        for (std::size_t special; (special = kNeedBackslash.FindFirstIn(text)) != text.size();) {
             out_.append(text.substr(0, special)) += '\\';
             out_ += text[special];
             text.remove_prefix(special + 1);

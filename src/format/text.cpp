@@ -1,9 +1,11 @@
 #include "format/text.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
 
+#include "base/byte_set.h"
 #include "base/number_text.h"
 
 namespace zvevent {
@@ -12,31 +14,42 @@ namespace {
 
 constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
 
-// For every byte: 0 when JSON takes it as it is, the letter of its short escape, or 'u'.
-constexpr auto kJsonEscapes = [] {
-    std::array<char, 256> escapes{};
-    for (std::size_t control = 0; control < 0x20; ++control)
-        escapes[control] = 'u';
-    escapes['\b'] = 'b';
-    escapes['\t'] = 't';
-    escapes['\n'] = 'n';
-    escapes['\f'] = 'f';
-    escapes['\r'] = 'r';
-    escapes['"'] = '"';
-    escapes['\\'] = '\\';
-    return escapes;
-}();
+// 0 when JSON takes a byte as it is, the letter of its short escape, or 'u'.
+constexpr char JsonEscapeOf(unsigned char byte) {
+    switch (byte) {
+        case '\b':
+            return 'b';
+        case '\t':
+            return 't';
+        case '\n':
+            return 'n';
+        case '\f':
+            return 'f';
+        case '\r':
+            return 'r';
+        case '"':
+        case '\\':
+            return static_cast<char>(byte);
+        default:
+            return byte < 0x20 ? 'u' : '\0';
+    }
+}
+
+constexpr ByteSet kNeedEscape([](unsigned char byte) { return JsonEscapeOf(byte) != '\0'; });
+
+using SecondText = std::array<char, sizeof "0000-00-00T00:00:00" - 1>;
 
 // The calendar runs in the system clock's days, which hold every 64-bit count of seconds that
 // nanoseconds can be split into (the last one is in the year 2554).
-void AppendUtcSeconds(std::string& out, std::uint64_t seconds) {
+SecondText TextOfSecond(std::uint64_t seconds) {
     using std::chrono::days;
     const std::chrono::sys_seconds time{std::chrono::seconds(seconds)};
     const auto midnight = std::chrono::floor<days>(time);
     const std::chrono::year_month_day date{midnight};
     const std::chrono::hh_mm_ss clock{time - midnight};
 
-    char text[] = "0000-00-00T00:00:00";
+    SecondText text{'0', '0', '0', '0', '-', '0', '0', '-', '0', '0',
+                    'T', '0', '0', ':', '0', '0', ':', '0', '0'};
     const auto put = [&text](std::size_t at, std::size_t digits, std::int64_t number) {
         for (std::size_t i = digits; i-- > 0; number /= 10) {
             text[at + i] = static_cast<char>('0' + number % 10);
@@ -48,15 +61,34 @@ void AppendUtcSeconds(std::string& out, std::uint64_t seconds) {
     put(11, 2, clock.hours().count());
     put(14, 2, clock.minutes().count());
     put(17, 2, clock.seconds().count());
-    out.append(text, sizeof text - 1);
+    return text;
 }
 
-void AppendNanoFraction(std::string& out, std::uint64_t nanos) {
-    char text[] = ".000000000";
-    for (std::size_t at = sizeof text - 2; at > 0; --at, nanos /= 10) {
-        text[at] = static_cast<char>('0' + nanos % 10);
+// Events come many to a second, and go to several outputs: the thread's last one is kept.
+const SecondText& KnownTextOfSecond(std::uint64_t seconds) {
+    struct Known {
+        std::uint64_t seconds;
+        SecondText text;  // begins with 0 before the first use
+    };
+    static thread_local constinit Known known{};
+    if (known.seconds != seconds || known.text[0] == '\0') known = {seconds, TextOfSecond(seconds)};
+    return known.text;
+}
+
+// In one append.
+void AppendUtc(std::string& out, std::uint64_t utc_ns, bool with_fraction) {
+    constexpr std::size_t kFraction = sizeof ".000000000" - 1;
+    std::array<char, std::tuple_size_v<SecondText> + kFraction + 1> text;
+    char* end = std::ranges::copy(KnownTextOfSecond(utc_ns / kNanosPerSecond), text.data()).out;
+    if (with_fraction) {
+        std::uint64_t nanos = utc_ns % kNanosPerSecond;
+        for (char* digit = end + kFraction; --digit != end; nanos /= 10)
+            *digit = static_cast<char>('0' + nanos % 10);
+        *end = '.';
+        end += kFraction;
     }
-    out.append(text, sizeof text - 1);
+    *end++ = 'Z';
+    out.append(text.data(), end);
 }
 
 template <typename Append, typename Value>
@@ -69,24 +101,17 @@ std::string Appended(Append append, const Value& value) {
 }  // namespace
 
 void AppendJsonEscaped(std::string& out, std::string_view text) {
-    // Runs of plain bytes are copied at once.
-    const char* run = text.data();
-    const char* const end = run + text.size();
-    for (const char* at = run; at != end; ++at) {
-        const auto byte = static_cast<unsigned char>(*at);
-        const char escape = kJsonEscapes[byte];
-        if (escape == 0) [[likely]]
-            continue;
-        out.append(run, at);
-        run = at + 1;
-        out += '\\';
-        out += escape;
+    for (std::size_t special; (special = kNeedEscape.FindFirstIn(text)) != text.size();) {
+        const auto byte = static_cast<unsigned char>(text[special]);
+        const char escape = JsonEscapeOf(byte);
+        out.append(text, 0, special).append({'\\', escape});
         if (escape == 'u') {
             constexpr std::string_view kHex = "0123456789abcdef";
-            out.append("00").append(1, kHex[byte >> 4]).append(1, kHex[byte & 0xF]);
+            out.append({'0', '0', kHex[byte >> 4], kHex[byte & 0xF]});
         }
+        text.remove_prefix(special + 1);
     }
-    out.append(run, end);
+    out.append(text);
 }
 
 std::string JsonEscape(std::string_view text) {
@@ -117,10 +142,7 @@ std::string FormatMeasurementText(double number) {
 }
 
 void AppendUtcIso8601(std::string& out, std::uint64_t utc_ns) {
-    AppendUtcSeconds(out, utc_ns / kNanosPerSecond);
-    const std::uint64_t nanos = utc_ns % kNanosPerSecond;
-    if (nanos != 0) AppendNanoFraction(out, nanos);
-    out += 'Z';
+    AppendUtc(out, utc_ns, utc_ns % kNanosPerSecond != 0);
 }
 
 std::string FormatUtcIso8601(std::uint64_t utc_ns) {
@@ -128,9 +150,7 @@ std::string FormatUtcIso8601(std::uint64_t utc_ns) {
 }
 
 void AppendUtcIso8601Nanos(std::string& out, std::uint64_t utc_ns) {
-    AppendUtcSeconds(out, utc_ns / kNanosPerSecond);
-    AppendNanoFraction(out, utc_ns % kNanosPerSecond);
-    out += 'Z';
+    AppendUtc(out, utc_ns, true);
 }
 
 std::string FormatUtcIso8601Nanos(std::uint64_t utc_ns) {
