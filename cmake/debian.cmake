@@ -36,6 +36,7 @@ programs that report their events through libzvevent1.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME zvevent)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libzvevent1 (= ${version})")
 set(CPACK_DEBIAN_TOOL_DESCRIPTION
   "events and alerts out of an application: command line
 The command line for events of the library libzvevent1, and what receivers of
@@ -59,4 +60,7 @@ endforeach()
 file(CREATE_LINK ../../zvevent/mib/ZVEVENT-MIB.txt
   ${CMAKE_CURRENT_BINARY_DIR}/debian/ZVEVENT-MIB.txt SYMBOLIC)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/debian/ZVEVENT-MIB.txt DESTINATION share/snmp/mibs
+  COMPONENT tool)
+install(CODE [[execute_process(COMMAND_ERROR_IS_FATAL ANY
+  COMMAND gzip -9nf "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/man/man1/zvevent.1")]]
   COMPONENT tool)

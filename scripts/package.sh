@@ -44,14 +44,17 @@ fresh() {
     cd -- "$consumers/$2"
 }
 
-# Builds and runs both consumers by CMake against an installed tree; the words after it go to CMake.
+# Builds a target of the consumer project in a folder, by CMake and against an installed tree; the words
+# after these three go to CMake.
 consume_by_cmake() {
-    local prefix=$1
-    shift
-    quietly cmake -G Ninja -S "$root/tests/consumer" -B cmake -DCMAKE_PREFIX_PATH="$prefix" "$@"
-    quietly cmake --build cmake
+    local folder=$1 prefix=$2 target=$3
+    shift 3
+    quietly cmake -G Ninja -S "$root/tests/consumer" -B "$folder" -DCMAKE_BUILD_TYPE=Release \
+        -DCMAKE_PREFIX_PATH="$prefix" "$@"
+    quietly cmake --build "$folder" --target "$target"
 }
 
+# The same with both consumers by pkg-config and make, in the folder "make".
 consume_by_make() {
     local pkgconfig
     pkgconfig=$(dirname -- "$(find "$PWD/$1" -name zvEvent.pc)")
@@ -64,7 +67,7 @@ try_install() {
     fresh "The installed library, moved elsewhere" installed
     quietly cmake --install "$root/build/release" --prefix "$PWD/first"
     mv first moved
-    consume_by_cmake "$PWD/moved"
+    consume_by_cmake cmake "$PWD/moved" all
     run_consumer cmake/consumer_c
     run_consumer cmake/consumer_cpp
     consume_by_make moved
@@ -80,22 +83,26 @@ try_zip() {
     unzip -q "$packages"/zvEvent-*-windows-x64.zip
     mv zvEvent-*-windows-x64 zvEvent
     local compiler=x86_64-w64-mingw32
-    consume_by_cmake "$PWD/zvEvent" -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_EXE_LINKER_FLAGS=-static \
-        -DCMAKE_C_COMPILER=$compiler-gcc-posix -DCMAKE_CXX_COMPILER=$compiler-g++-posix
+    consume_by_cmake cmake "$PWD/zvEvent" all -DCMAKE_SYSTEM_NAME=Windows \
+        -DCMAKE_EXE_LINKER_FLAGS=-static -DCMAKE_C_COMPILER=$compiler-gcc-posix \
+        -DCMAKE_CXX_COMPILER=$compiler-g++-posix
     cp cmake/consumer_*.exe zvEvent/bin
     run_consumer "$wine" zvEvent/bin/consumer_c.exe
     run_consumer "$wine" zvEvent/bin/consumer_cpp.exe
     "$wine" zvEvent/bin/zvevent.exe --version
 
     heading "The ZIP file, in the form of Visual C++"
-    local source=$root/tests/consumer
-    local compile=(clang --target=x86_64-pc-windows-msvc -O2 -Wall -Wextra -Werror -IzvEvent/include
-        -I"$source/msvc" -c)
-    quietly "${compile[@]}" "$source/consumer.c" -o consumer.obj
-    quietly "${compile[@]}" "$source/msvc/start.c" -o start.obj
-    quietly llvm-dlltool -m i386:x86-64 -d "$source/msvc/msvcrt.def" -l msvcrt.lib
-    quietly lld-link /nologo /nodefaultlib /entry:mainCRTStartup /subsystem:console \
-        /out:zvEvent/bin/consumer_msvc.exe consumer.obj start.obj msvcrt.lib zvEvent/lib/zvEvent.lib
+    local source=$root/tests/consumer/msvc target=x86_64-pc-windows-msvc
+    quietly clang --target=$target -Wall -Wextra -Werror -c "$source/start.c" -o start.obj
+    quietly llvm-dlltool -m i386:x86-64 -d "$source/msvcrt.def" -l msvcrt.lib
+    consume_by_cmake visual "$PWD/zvEvent" consumer_c -DCMAKE_SYSTEM_NAME=Windows \
+        -DCMAKE_C_COMPILER=clang -DCMAKE_C_COMPILER_TARGET=$target -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_CXX_COMPILER_TARGET=$target -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY \
+        -DCMAKE_C_FLAGS="-Werror -I$source" \
+        -DCMAKE_C_STANDARD_LIBRARIES="$PWD/start.obj $PWD/msvcrt.lib" \
+        -DCMAKE_EXE_LINKER_FLAGS="-Xlinker /entry:mainCRTStartup"
+    grep -q 'zvEvent/lib/zvEvent\.lib' visual/build.ninja || fail "not linked by zvEvent.lib"
+    cp visual/consumer_c.exe zvEvent/bin/consumer_msvc.exe
     run_consumer "$wine" zvEvent/bin/consumer_msvc.exe
     local name
     for name in pugixml libcurl mingw-w64 'libgcc and libstdc++' CLI11 nlohmann-json; do
@@ -145,6 +152,8 @@ try_bare() {
     run_consumer chroot . /srv/make/consumer_c
     run_consumer chroot . /srv/make/consumer_cpp
 
+    [ "$(chroot . apt-get -s purge libzvevent1 | grep -c ^Purg)" = 3 ] ||
+        fail "the tool or the development package does without the library"
     quietly chroot . sh -c "$apt purge libzvevent1 libzvevent-dev zvevent"
     quietly chroot . sh -c "$apt autoremove --purge"
     find etc usr -xdev ! -name ld.so.cache | sort | diff before.txt - ||
