@@ -55,10 +55,13 @@ if(TARGET zvevent)
   set_target_properties(zvevent PROPERTIES INSTALL_RPATH "$ORIGIN/${lib_from_bin}")
   add_dependencies(zvevent_installed zvevent)
   install(TARGETS zvevent DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-  if(NOT WIN32)
-    install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool OPTIONAL)
+  if(WIN32)
+    target_link_options(zvevent PRIVATE LINKER:--no-insert-timestamp
+      $<$<NOT:$<CONFIG:Debug>>:LINKER:--strip-all>)
+  else()
+    install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     install(FILES tools/zvevent/completion.bash RENAME zvevent
-      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool OPTIONAL)
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
   endif()
 endif()
 
