@@ -95,3 +95,23 @@ function(zvevent_find_tool_headers)
   zvevent_compiled_in(nlohmann-json "Reads and writes JSON, in the tool."
     /usr/share/doc/nlohmann-json3-dev/copyright)
 endfunction()
+
+# cpp-httplib, the tool's HTTP server: the distribution's compiled library, or the one header of its
+# source, without TLS and compression.
+function(zvevent_find_httplib)
+  add_library(zvevent_httplib INTERFACE)
+  if(NOT WIN32)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(CPP_HTTPLIB REQUIRED cpp-httplib IMPORTED_TARGET)
+    target_link_libraries(zvevent_httplib INTERFACE PkgConfig::CPP_HTTPLIB)
+  else()
+    find_path(ZVEVENT_HTTPLIB_INCLUDE httplib.h
+      HINTS "${PROJECT_SOURCE_DIR}/build/deps/cpp-httplib" NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    target_include_directories(zvevent_httplib SYSTEM INTERFACE ${ZVEVENT_HTTPLIB_INCLUDE})
+    target_link_libraries(zvevent_httplib INTERFACE ws2_32)
+    set(licence "${ZVEVENT_HTTPLIB_INCLUDE}/LICENSE")
+    if(EXISTS "${licence}")
+      zvevent_compiled_in(cpp-httplib "Serves HTTP, in the tool." "${licence}")
+    endif()
+  endif()
+endfunction()

@@ -2,7 +2,7 @@
 # cross build compiles. Read by ./dev, whose helpers it uses.
 
 base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev googletest
-    libbenchmark-dev libcli11-dev nlohmann-json3-dev python3 openssl)
+    libbenchmark-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
 check_packages=(clang clang-format gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)

@@ -1,11 +1,11 @@
 """What the tests with real receivers share: free ports, servers that are always stopped by their own
-pid, waiting for a condition, and the program that submits events to the library.
+pid, waiting for a condition, and the command-line tool that sends and receives.
 
-Environment, set by CTest: ZVEVENT_EMIT is the command of the emitting program (under Wine several
-words), ZVEVENT_PATH_PREFIX what the emitting side puts before absolute paths ("Z:" under Wine).
+Environment, set by CTest: ZVEVENT_TOOL is the tool's command (under Wine several words),
+ZVEVENT_PATH_PREFIX what it puts before absolute paths ("Z:" under Wine).
 """
 import contextlib
-import http.server
+import json
 import os
 import pathlib
 import re
@@ -13,7 +13,6 @@ import shlex
 import shutil
 import signal
 import socket
-import struct
 import subprocess
 import sys
 import threading
@@ -21,7 +20,9 @@ import time
 import xml.sax.saxutils
 
 DEADLINE_S = 30
-DOCS = pathlib.Path(__file__).parents[2] / "docs"
+TOOL = shlex.split(os.environ["ZVEVENT_TOOL"])
+PREFIX = os.environ.get("ZVEVENT_PATH_PREFIX", "")
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
 SEVERITIES = ["debug", "info", "warning", "error"]
 
 
@@ -34,23 +35,44 @@ def need(*programs):
 
 def documented(page, language):
     """What the page of the documentation shows in that language."""
-    return re.search(rf"```{language}\n(.*?)```", (DOCS / page).read_text(), re.S)[1]
+    return re.search(rf"```{language}\n(.*?)```", (DOCS / page).read_text(encoding="utf-8"), re.S)[1]
 
 
-def receive_posts():
-    """The address of a server that takes every POST, and the list it keeps: path, headers, body."""
-    seen = []
+class Listener:
+    """The tool's listen on free ports: `ports` by protocol, and `lines` of what came."""
 
-    class Receiver(http.server.BaseHTTPRequestHandler):
-        def do_POST(self):
-            body = self.rfile.read(int(self.headers["Content-Length"])).decode()
-            seen.append((self.path, {k.lower(): v for k, v in self.headers.items()}, body))
-            self.send_response(204)
-            self.end_headers()
+    def __init__(self, protocols, json_lines, options):
+        command = [*TOOL, "listen", *(["--json"] if json_lines else []), *options]
+        for protocol in protocols:
+            command += [f"--{protocol}", "0"]
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        text=True, encoding="utf-8")
+        self.ports = {protocol: int(re.search(r'port"?[ :](\d+)', self.process.stdout.readline())[1])
+                      for protocol in protocols}
+        self.lines = []
+        self.reader = threading.Thread(target=lambda: self.lines.extend(self.process.stdout), daemon=True)
+        self.reader.start()
 
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Receiver)
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    return f"127.0.0.1:{server.server_port}", seen
+    def messages(self):
+        return [json.loads(line) for line in list(self.lines)]
+
+    def wait(self, count):
+        """The messages, once there are as many."""
+        wait_for(lambda: len(self.lines) >= count, f"{count} messages")
+        return self.messages()
+
+
+@contextlib.contextmanager
+def listening(*protocols, json_lines=True, options=()):
+    listener = Listener(protocols, json_lines, options)
+    try:
+        yield listener
+    except BaseException:
+        listener.process.kill()
+        raise
+    listener.process.send_signal(signal.SIGINT)
+    assert listener.process.wait(DEADLINE_S) == 0
+    listener.reader.join()
 
 
 def free_port(kind=socket.SOCK_DGRAM, host="127.0.0.1"):
@@ -108,39 +130,21 @@ def config(**sinks):
     return f'<zvCFG>{key("QRV", key("Events", core + state + key("sink", text)))}</zvCFG>'
 
 
-FIELDS = """struct_size version event_id event_type source_id source_name message severity reserved
-    action dedupe_key correlation_id utc_ns ptp_ns pts timecode value threshold units duration_ms
-    details_json""".split()
-LAYOUT = "IIQPPPPIIPPPQQqPddPQP"  # of a record; P is a text
-
-
 def lines(events):
-    """Events (dicts of fields; str, bytes or numbers) as emit.cpp reads them."""
-    def line(event):
-        texts, values = b"", []
-        for name, kind in zip(FIELDS, LAYOUT):
-            value = event.get(name, 0)
-            if kind == "P" and name in event:
-                text = value if isinstance(value, bytes) else str(value).encode()
-                value, texts = struct.calcsize(LAYOUT) + len(texts), texts + text + b"\0"
-            values.append(float(value) if kind == "d" else int(value))
-        return (struct.pack(LAYOUT, *values) + texts).hex().encode() + b"\n"
-
-    return b"".join(line({"struct_size": struct.calcsize(LAYOUT), "version": 0x10000,
-                          "severity": 1, **event}) for event in events)
+    """Events (dicts of fields) as the tool's send reads them."""
+    return "".join(json.dumps(event) + "\n" for event in events).encode()
 
 
-def run_emit(arguments, events):
-    command = shlex.split(os.environ["ZVEVENT_EMIT"]) + arguments
-    done = subprocess.run(command, input=lines(events), capture_output=True, timeout=120)
-    assert done.returncode == 0, done.stderr
-    return done
+def write_config(directory, text, name="events.xml"):
+    """Writes it; returns its path as the sending side names it."""
+    path = pathlib.Path(directory, name)
+    path.write_text(text, encoding="utf-8")
+    return PREFIX + str(path)
 
 
 def emit(directory, config_text, events):
     """Submits `events`, waits for the end and returns what came on the standard error."""
-    path = os.path.join(directory, "events.xml")
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(config_text)
-    path = os.environ.get("ZVEVENT_PATH_PREFIX", "") + path
-    return run_emit([path], events).stderr.decode(errors="replace")
+    command = [*TOOL, "send", "--config", write_config(directory, config_text)]
+    done = subprocess.run(command, input=lines(events), capture_output=True, timeout=120)
+    assert done.returncode == 0, done.stderr
+    return done.stderr.decode(errors="replace")

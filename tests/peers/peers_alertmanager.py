@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import socket
 import subprocess
 import tempfile
@@ -12,14 +13,19 @@ import peers
 
 ALERTMANAGER = peers.need("prometheus-alertmanager", "amtool")
 EXAMPLE = os.environ.get("ZVEVENT_ALERTMANAGER_POST")  # where it is built
-RECEIVER, seen = peers.receive_posts()
 API = f"http://127.0.0.1:{peers.free_port(socket.SOCK_STREAM)}"
 direct = urllib.request.build_opener(urllib.request.ProxyHandler({}))
 
 
 def documents(events, prefix="ZvEvent"):
     """What the library makes of the events, one document each."""
-    return peers.run_emit(["--alerts", prefix], events).stdout.splitlines()
+    def word(name, value):
+        return name + "=" + (value if isinstance(value, bytes) else str(value).encode()).hex()
+
+    lines = "".join(" ".join(word(*field) for field in event.items()) + "\n" for event in events)
+    command = shlex.split(os.environ["ZVEVENT_ALERT_DOCUMENTS"]) + [prefix]
+    return subprocess.run(command, input=lines.encode(), check=True, stdout=subprocess.PIPE,
+                          timeout=120).stdout.splitlines()
 
 
 def call(path, document=None):
@@ -42,8 +48,8 @@ def alerts():
 def notified(name, status):
     """Where a receiver was told of the alerts in that state, and which they are."""
     return peers.wait_for(lambda: [
-        (path, alert["fingerprint"]) for path, _, body in list(seen)
-        for alert in json.loads(body)["alerts"]
+        (message["path"], alert["fingerprint"])
+        for message in listener.messages() for alert in message["alerts"]
         if alert["labels"]["alertname"] == name and alert["status"] == status], status)
 
 
@@ -102,9 +108,9 @@ def check_example():
     assert [path for path, _ in fired] == ["/on-call"], fired
 
 
-with tempfile.TemporaryDirectory() as directory:
+with tempfile.TemporaryDirectory() as directory, peers.listening("http") as listener:
     # The page's own, but for the receiver's port and times that a test can wait for.
-    text = peers.documented("alertmanager.md", "yaml").replace("127.0.0.1:9099", RECEIVER)
+    text = peers.documented("alertmanager.md", "yaml").replace("127.0.0.1:9099", f"127.0.0.1:{listener.ports['http']}")
     path = pathlib.Path(directory, "alertmanager.yml")
     path.write_text(re.sub(r"(group_(wait|interval)): \d+[sm]", r"\1: 1s", text))
     check_page(path)

@@ -35,13 +35,14 @@ EVENTS = [
      "utc_ns": 1, "value": "nan", "threshold": "-inf"},
 ]
 
-address, seen_posts = peers.receive_posts()
-with tempfile.TemporaryDirectory() as directory:
+with tempfile.TemporaryDirectory() as directory, peers.listening("http") as listener:
+    address = f"127.0.0.1:{listener.ports['http']}"
     peers.emit(directory, peers.config(
         webhook__http={"endpoint_url": f"http://{address}/native"},
         cloudevents__http={"endpoint_url": f"http://{address}/cloud", "source": "/plant/1",
                            "subject_prefix": "cam/"}), EVENTS)
-native, cloud = ([{"headers": headers, "body": body} for at, headers, body in seen_posts if at == path]
+    messages = listener.wait(2 * len(EVENTS))
+native, cloud = ([{"headers": m["headers"], "body": m["raw"]} for m in messages if m["path"] == path]
                  for path in ("/native", "/cloud"))
 judged = subprocess.run(["node", "-e", JUDGE], input=json.dumps(cloud).encode(),
                         cwd=PACKAGES, check=True, stdout=subprocess.PIPE)

@@ -2,7 +2,6 @@
 import csv
 import os
 import re
-import shlex
 import subprocess
 import tempfile
 
@@ -21,18 +20,15 @@ def numbers(path):
 
 
 def rotate(directory, configuration):
-    log, config, conf = (os.path.join(directory, n) for n in ("events.csv", "events.xml", "conf"))
+    log, conf = (os.path.join(directory, n) for n in ("events.csv", "conf"))
     with open(conf, "w", encoding="utf-8") as file:
         file.write(configuration.replace("/var/log/my-app/events.csv", log))
-    prefix = os.environ.get("ZVEVENT_PATH_PREFIX", "")
-    with open(config, "w", encoding="utf-8") as file:
-        file.write(peers.config(csv={"path": prefix + log}))
-    command = shlex.split(os.environ["ZVEVENT_EMIT"]) + [prefix + config]
-    with subprocess.Popen(command, stdin=subprocess.PIPE) as emitter:
+    config = peers.write_config(directory, peers.config(csv={"path": peers.PREFIX + log}))
+    with subprocess.Popen([*peers.TOOL, "send", "--config", config], stdin=subprocess.PIPE) as emitter:
         for first in 10, 20:
             events = [str(first), str(first + 1)]
-            emitter.stdin.write(peers.lines({"event_id": e, "severity": 1, "source_id": "s",
-                                             "message": "m"} for e in events))
+            emitter.stdin.write(peers.lines({"event_id": e, "source_id": "s", "message": "m"}
+                                            for e in events))
             emitter.stdin.flush()
             peers.wait_for(lambda: numbers(log) == events, f"{events} in the file")
             subprocess.run([LOGROTATE, "-f", "-s", conf + ".state", conf], check=True)

@@ -3,12 +3,11 @@ without one."""
 import os
 import pathlib
 import re
-import shlex
 import tempfile
 
 import peers
 
-RSYSLOGD = peers.need("rsyslogd", os.environ.get("ZVEVENT_EMIT_NATIVE", "none on Windows"))
+RSYSLOGD = peers.need("rsyslogd", os.environ.get("ZVEVENT_TOOL_NATIVE", "none on Windows"))
 CONFIG = """module(load="imuxsock" SysSock.Use="off")
 input(type="imuxsock" Socket="{0}/log" RateLimit.Interval="0")
 global(parser.escapeControlCharactersOnReceive="on")
@@ -30,8 +29,8 @@ def text(event):
 
 
 with tempfile.TemporaryDirectory() as directory:
-    os.environ |= {"ZVEVENT_EMIT": shlex.quote(os.environ["ZVEVENT_EMIT_NATIVE"]),
-                   "ZVEVENT_LOGGER": directory + "/log"}
+    peers.TOOL[:] = [os.environ["ZVEVENT_TOOL_NATIVE"]]
+    os.environ["ZVEVENT_LOGGER"] = directory + "/log"
     config = peers.config(native={"source_name": "My App", "facility": "daemon"})
     log = pathlib.Path(directory, "messages")
     rsyslog_config = pathlib.Path(directory, "rsyslog.conf")

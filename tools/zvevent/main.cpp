@@ -13,6 +13,8 @@ constexpr Subcommand kSubcommands[] = {
     {"init", "write a configuration file with every setting, each explained", ConfigureInit},
     {"check", "tell what the library makes of a configuration file", ConfigureCheck},
     {"send", "submit events as an application does", ConfigureSend},
+    {"listen", "receive and show what the network outputs send", ConfigureListen},
+    {"status", "show a status file as a table", ConfigureStatus},
 };
 
 int Run(std::vector<std::string> arguments) {

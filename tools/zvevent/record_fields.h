@@ -4,19 +4,16 @@
 
 #include <array>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <variant>
 
+#include "json_text.h"
 #include "zvEvent/zvEvent.h"
 
 namespace zvevent::tool {
-
-// Members keep their order.
-using Json = nlohmann::ordered_json;
 
 struct RecordField {
     // The 32-bit member is the severity, written as a word or a number.

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "printable.h"
 #include "record_fields.h"
 #include "subcommand.h"
 #include "terminal.h"
@@ -68,7 +69,7 @@ private:
         EndProgress();
         std::cerr << "zvevent: ";
         if (lines_ != 0) std::cerr << "line " << lines_ << ": ";
-        std::cerr << what << '\n';
+        std::cerr << Printable(what) << '\n';
     }
 
     bool Flush() { return Succeeded(zvEventFlush(options_.timeout_s * 1000)); }
@@ -82,9 +83,9 @@ private:
 
     void SubmitLine(const std::string& line) {
         Event event = options_.event;
-        std::string error = "not JSON";
-        const Json object = Json::parse(line, nullptr, false);
-        if (!object.is_discarded()) error = event.SetAll(object);
+        Json object;
+        std::string error = ParseJson(line, object);
+        if (error.empty()) error = event.SetAll(object);
         if (error.empty()) return Submit(std::move(event));
         ++refused_;
         Complain(error);

@@ -28,5 +28,7 @@ struct Subcommand {
 Subcommand::Run ConfigureCheck(CLI::App& command);
 Subcommand::Run ConfigureInit(CLI::App& command);
 Subcommand::Run ConfigureSend(CLI::App& command);
+Subcommand::Run ConfigureListen(CLI::App& command);
+Subcommand::Run ConfigureStatus(CLI::App& command);
 
 }  // namespace zvevent::tool

@@ -1,6 +1,7 @@
 // The process's surroundings: its arguments and its standard streams. Called from the main thread.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,10 @@ enum class Stream { kInput, kOutput, kError };
 
 // Whether a person sits at the other end.
 bool IsTerminal(Stream stream);
+
+// From now on the user's wish to end (Ctrl-C, and SIGTERM where there is one) calls `stop`, on a
+// thread of its own, instead of ending the process. To be called before any other thread is
+// started, once.
+void OnInterrupt(std::function<void()> stop);
 
 }  // namespace zvevent::tool

@@ -1,6 +1,10 @@
 #include "terminal.h"
 
+#include <signal.h>
 #include <unistd.h>
+
+#include <thread>
+#include <utility>
 
 namespace zvevent::tool {
 
@@ -11,6 +15,20 @@ std::vector<std::string> BeginProcess(int argc, char** argv) {
 bool IsTerminal(Stream stream) {
     constexpr int kDescriptors[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
     return isatty(kDescriptors[static_cast<int>(stream)]) != 0;
+}
+
+// The signals are held in every thread but the one that waits for them.
+void OnInterrupt(std::function<void()> stop) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::thread([signals, stop = std::move(stop)] {
+        int signal = 0;
+        sigwait(&signals, &signal);
+        stop();
+    }).detach();
 }
 
 }  // namespace zvevent::tool

@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace zvevent::tool {
 
@@ -29,6 +30,13 @@ void LetConsoleColour(DWORD which) {
     DWORD mode = 0;
     if (GetConsoleMode(console, &mode) != 0)
         SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
+std::function<void()> stop_wish;  // set before the system may call
+
+BOOL WINAPI OnConsoleEvent(DWORD /*event*/) {
+    stop_wish();
+    return TRUE;
 }
 
 }  // namespace
@@ -53,6 +61,12 @@ bool IsTerminal(Stream stream) {
     constexpr DWORD kHandles[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(kHandles[static_cast<int>(stream)]), &mode) != 0;
+}
+
+// The system calls on a thread of its own.
+void OnInterrupt(std::function<void()> stop) {
+    stop_wish = std::move(stop);
+    SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
 }
 
 }  // namespace zvevent::tool
