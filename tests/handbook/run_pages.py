@@ -32,11 +32,13 @@ BLOCK = re.compile(r"^<!-- (same as|file|run|shows)(?: (\S+))? -->\n+```\w*\n(.*
 
 
 class Command:
-    def __init__(self, text, log):
+    def __init__(self, text, log, stop):
         self.log = log
         self.process = subprocess.Popen(["bash", "-euo", "pipefail", "-c", text],
                                         stdout=log.open("wb"), stderr=subprocess.STDOUT,
                                         stdin=subprocess.DEVNULL)
+        stop.callback(self.process.wait)
+        stop.callback(self.process.terminate)
 
     def await_lines(self, lines):
         wanted = [re.sub(r"\[", "[[]", line.strip()).replace("...", "*") for line in lines]
@@ -73,12 +75,10 @@ def follow(page, project, stop):
         elif kind == "shows":
             (beside if name else last).await_lines(text.splitlines())
         elif name:
-            beside = Command("exec " + text, log)
-            stop.callback(beside.process.wait)
-            stop.callback(beside.process.terminate)
+            beside = Command("exec " + text, log, stop)
             beside.await_lines(["*"])
         else:
-            last = Command(text, log)
+            last = Command(text, log, stop)
             if last.process.wait(DEADLINE_S) != 0:
                 sys.exit(f"{page.name}: failed:\n{text}\n{log.read_text()}")
 
