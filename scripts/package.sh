@@ -116,6 +116,8 @@ try_debian() {
     fresh "Debian's packages, unpacked into a folder" debian
     local file
     for file in "$packages"/*.deb; do dpkg-deb -x "$file" .; done
+    consume_by_cmake cmake "$PWD/usr" all
+    run_consumer cmake/consumer_cpp
     consume_by_make usr
     local libraries=(usr/lib/*-linux-gnu)
     run_consumer env LD_LIBRARY_PATH="${libraries[0]}" make/consumer_c
