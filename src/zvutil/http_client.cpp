@@ -105,6 +105,11 @@ bool FillHeaders(const HttpRequest& request, HeaderList& list) {
     return true;
 }
 
+int AskWhetherToProceed(void* request, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    const auto& asked = *static_cast<const HttpRequest*>(request);
+    return asked.proceed(asked.proceed_context) != 0 ? 0 : 1;
+}
+
 constexpr bool IsSuccess(long status) {
     return status >= 200 && status <= 299;
 }
@@ -162,6 +167,11 @@ public:
             Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body_length));
         }
         Set(CURLOPT_CUSTOMREQUEST, request.method);
+        if (request.proceed != nullptr) {
+            Set(CURLOPT_NOPROGRESS, 0L);
+            Set(CURLOPT_XFERINFOFUNCTION, AskWhetherToProceed);
+            Set(CURLOPT_XFERINFODATA, &request);
+        }
     }
 
     // Whether the answer is whole, or cut at the bound, and a good one.
@@ -174,9 +184,15 @@ public:
         if (result_ != CURLE_OK) return false;
         result_ = curl_easy_perform(client_);
         const bool ended_here = result_ == CURLE_WRITE_ERROR && response.Truncated();
+        if ((result_ != CURLE_OK && !ended_here) || !header_ended) return false;
         long status = 0;
+        curl_off_t retry_after_s = 0;
         curl_easy_getinfo(client_, CURLINFO_RESPONSE_CODE, &status);
-        return (result_ == CURLE_OK || ended_here) && header_ended && IsSuccess(status);
+        curl_easy_getinfo(client_, CURLINFO_RETRY_AFTER, &retry_after_s);
+        response.status = static_cast<std::uint32_t>(status);
+        response.retry_after_s =
+            static_cast<std::uint32_t>(std::clamp<curl_off_t>(retry_after_s, 0, UINT32_MAX));
+        return IsSuccess(status);
     }
 
 private:

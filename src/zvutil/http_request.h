@@ -16,11 +16,13 @@ struct HttpRequest {
     const void* body = nullptr;
     std::uint32_t body_length = 0;
     std::uint32_t timeout_ms = 0;  // of the whole exchange, never 0 once parsed
+    std::uint32_t (*proceed)(void* context) = nullptr;  // 0 ends the exchange; null: never
+    void* proceed_context = nullptr;
     // From the header lines:
-    std::vector<std::string_view> headers;  // lines with a name and a colon, in the given order
+    std::vector<std::string_view> headers{};  // lines with a name and a colon, in the given order
     bool verify_tls = true;
     std::uint32_t connect_timeout_ms = 0;  // 0: none of its own
-    std::string ca_file;                   // trusted in place of the system's store; empty: that
+    std::string ca_file{};                 // trusted in place of the system's store; empty: that
 };
 
 // Takes the header text apart into `request`, whose other members are given. False when something

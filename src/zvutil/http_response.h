@@ -1,4 +1,4 @@
-// The body of an HTTP answer, kept up to a bound. An object belongs to one thread at a time.
+// An HTTP answer, its body kept up to a bound. An object belongs to one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +17,10 @@ public:
 
     // Keeps what fits. False when not everything did, or memory ran out: end the transfer.
     bool Append(const void* bytes, std::size_t count);
+
+    // Of the head, once a whole answer came; 0 before.
+    std::uint32_t status = 0;
+    std::uint32_t retry_after_s = 0;
 
     // The bound was met.
     bool Truncated() const { return truncated_; }

@@ -85,6 +85,21 @@ std::uint32_t zvOSHTTPCommand(const char* url, const char* method, const char* h
                               const void* body, std::uint32_t body_length, void** response,
                               std::uint32_t* response_length, std::uint32_t timeout_ms) noexcept;
 
+// What a receiver answered.
+struct zvOSHTTPAnswer {
+    std::uint32_t status;         // 0: no whole answer came
+    std::uint32_t retry_after_s;  // how long it asks to wait, by its Retry-After; 0: it does not
+};
+
+// The same for whoever looks at the status and not at the body. `answer` is always filled, and must
+// not be null. `proceed`, which may be null, is called with `context` on this thread, at least once
+// a second and often more; it must not throw, and once it returns 0 the exchange ends as one
+// without an answer.
+std::uint32_t zvOSHTTPExchange(const char* url, const char* method, const char* headers,
+                               const void* body, std::uint32_t body_length,
+                               std::uint32_t timeout_ms, zvOSHTTPAnswer* answer,
+                               std::uint32_t (*proceed)(void* context), void* context) noexcept;
+
 // Releases a response; null is allowed.
 void ZVFree(void* memory) noexcept;
 
