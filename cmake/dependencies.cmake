@@ -37,7 +37,7 @@ function(zvevent_compile_curl source)
   endforeach()
   set(USE_LIBIDN2 OFF)
   set(ENABLE_UNIX_SOCKETS OFF)
-  foreach(unused ALTSVC COOKIES CRYPTO_AUTH DOH GETOPTIONS HSTS HTTP_AUTH MIME NETRC NTLM PARSEDATE
+  foreach(unused ALTSVC COOKIES CRYPTO_AUTH DOH GETOPTIONS HSTS HTTP_AUTH MIME NETRC NTLM
                  PROGRESS_METER PROXY SOCKETPAIR VERBOSE_STRINGS)
     set(CURL_DISABLE_${unused} ON)
   endforeach()
@@ -57,6 +57,37 @@ if(WIN32)
   endif()
 else()
   find_package(CURL 7.87 REQUIRED)
+endif()
+
+# What an outbox keeps its events in. On Linux it may be the application's SQLite as well; in the DLL
+# it is ours alone. SQLite's own advice for what is compiled in, without what is not used.
+function(zvevent_compile_sqlite source)
+  add_library(zvevent_sqlite STATIC "${source}/sqlite3.c")
+  target_include_directories(zvevent_sqlite SYSTEM PUBLIC "${source}")
+  target_compile_definitions(zvevent_sqlite PRIVATE SQLITE_API= SQLITE_THREADSAFE=2
+    SQLITE_DEFAULT_MEMSTATUS=0 SQLITE_DQS=0 SQLITE_MAX_EXPR_DEPTH=0 SQLITE_MAX_ATTACHED=0
+    SQLITE_OMIT_AUTHORIZATION SQLITE_OMIT_COMPLETE SQLITE_OMIT_DECLTYPE SQLITE_OMIT_DEPRECATED
+    SQLITE_OMIT_LOAD_EXTENSION SQLITE_OMIT_PROGRESS_CALLBACK SQLITE_OMIT_SHARED_CACHE
+    SQLITE_OMIT_TRACE SQLITE_OMIT_UTF16 SQLITE_TEMP_STORE=3 SQLITE_WIN32_NO_ANSI)
+  add_library(SQLite::SQLite3 ALIAS zvevent_sqlite)
+endfunction()
+
+if(ZVEVENT_OUTBOX)
+  if(WIN32)
+    find_package(SQLite3 3.35 QUIET)
+    set(ZVEVENT_SQLITE_SOURCE "${PROJECT_SOURCE_DIR}/build/deps/sqlite3"
+        CACHE PATH "SQLite's amalgamation, compiled in where no package of it is found")
+    if(NOT SQLite3_FOUND)
+      if(NOT EXISTS "${ZVEVENT_SQLITE_SOURCE}/sqlite3.c")
+        message(FATAL_ERROR "SQLite not found: run ./dev once, or set ZVEVENT_SQLITE_SOURCE")
+      endif()
+      zvevent_compile_sqlite("${ZVEVENT_SQLITE_SOURCE}")
+      zvevent_compiled_in("SQLite" "The outbox's file, in zvEvent.dll."
+        "${ZVEVENT_SQLITE_SOURCE}/LICENSE.md")
+    endif()
+  else()
+    find_package(SQLite3 3.35 REQUIRED)
+  endif()
 endif()
 
 # GoogleTest is compiled with the project's own flags (sanitizers, cross compiler) where its source

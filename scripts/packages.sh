@@ -1,8 +1,8 @@
 # Debian packages: which ones each command needs, installing them, and unpacking the sources that the
 # cross build compiles. Read by ./dev, whose helpers it uses.
 
-base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev googletest
-    libbenchmark-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev python3 openssl)
+base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev libsqlite3-dev
+    googletest libbenchmark-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
 check_packages=(clang clang-format gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)
@@ -10,7 +10,8 @@ tidy_packages=(clang-tidy)
 peer_packages=(nginx-light python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
     prometheus-alertmanager logrotate)
 package_packages=(clang lld llvm make file unzip git)
-windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
+windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev gcc make
+    tcl)
 
 installed() {
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -94,4 +95,13 @@ link_headers() {
     for name in "$@"; do
         ln -sfn -- "/usr/include/$name" "build/deps/include/$name"
     done
+}
+
+# SQLite's sources as the one file that its users compile.
+make_sqlite() {
+    local source=build/deps/sqlite3
+    [ ! -e "$source/sqlite3.c" ] || return 0
+    heading "Putting SQLite's source together"
+    quietly env -C "$source" ./configure --disable-tcl --disable-load-extension
+    quietly make -C "$source" sqlite3.c
 }

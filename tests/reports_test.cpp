@@ -51,6 +51,24 @@ TEST_F(ReportsTest, TellsOfAnOutputOnceAMinute) {
     EXPECT_EQ(LookAfter(1), "raise zvevent.output:csv/default 1;");
 }
 
+TEST_F(ReportsTest, TellsOfAnOutboxThatWaitsOrDiscards) {
+    constexpr std::uint64_t kMinute = 60'000'000'000;
+    OutboxStatus& outbox = Output().outbox.emplace();
+    outbox.refused = 4;  // by an earlier run
+    outbox.oldest_ns = 1;
+    for (const auto& [now_ns, told] :
+         {std::pair{kMinute, ""}, {kMinute + 2, "raise zvevent.output:csv/default 0;"}}) {
+        status_.written_ns = now_ns;
+        EXPECT_EQ(LookAfter(1), told);
+    }
+    outbox.oldest_ns = 0;
+    EXPECT_EQ(LookAfter(1), "clear zvevent.output:csv/default 0;");
+    outbox.refused = 3;
+    outbox.discarded = 2;  // a refused one, and another
+    EXPECT_EQ(LookAfter(100),
+              "raise zvevent.output:csv/default 1;clear zvevent.output:csv/default 1;");
+}
+
 TEST_F(ReportsTest, ClearsAnOutputThatIsGoneAndBeginsAnew) {
     Output().failed = 57;
     Output().failing = true;

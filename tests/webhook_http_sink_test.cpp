@@ -112,7 +112,7 @@ TEST_F(WebhookHttpSink, ChoosesThePayload) {
 
 TEST_F(WebhookHttpSink, TakesTheOtherGroupsSettingsWhereItsOwnAreEmpty) {
     config_.kind = zvEventSinkKind::cloudevents_http;
-    config_.cloudevents_http = {"http://other/", "/other", "other/", "", 77};
+    config_.cloudevents_http = {"http://other/", "/other", "other/", "", 77, "", "", ""};
     webhook_.cloudevents_source = "/own";
     webhook_.cloudevents_subject_prefix = "own/";
     webhook_.payload_mode = "native";
@@ -130,14 +130,19 @@ TEST_F(WebhookHttpSink, TakesTheOtherGroupsSettingsWhereItsOwnAreEmpty) {
 TEST_F(WebhookHttpSink, RefusesSettingsThatCannotWork) {
     const Text bad_url = "zvEvent webhook sink requires an http:// or https:// endpoint_url";
     const Text bad_mode = "zvEvent webhook payload_mode must be native_json or cloudevents";
-    const std::tuple<Text, Text, Text> cases[] = {
-        {"", "native", bad_url},          {"ftp://h/", "bad", bad_url},
-        {"https:/h/", "native", bad_url}, {" http://h/", "native", bad_url},
-        {"http://h/", "xml", bad_mode},   {"hTTp://", "native ", bad_mode}};
+    const Text bad_limit =
+        "zvEvent webhook outbox_limit must be a number of events, or of KB, MB or GB";
+    const Text bad_sync = "zvEvent webhook outbox_sync must be normal or full";
+    const std::tuple<Text, Text, Text, Text, Text> cases[] = {
+        {"", "native", "", "", bad_url},          {"ftp://h/", "bad", "", "", bad_url},
+        {"https:/h/", "native", "", "", bad_url}, {" http://h/", "native", "", "", bad_url},
+        {"http://h/", "xml", "", "", bad_mode},   {"hTTp://", "native ", "", "", bad_mode},
+        {"http://h/", "", "9T", "", bad_limit},   {"http://h/", "", "", "now", bad_sync}};
     config_.enabled = true;
-    for (const auto& [url, mode, expected] : cases) {
-        webhook_.endpoint_url = url;
-        webhook_.payload_mode = mode;
+    webhook_.outbox = "never-opened.outbox";
+    for (const auto& [url, mode, limit, sync, expected] : cases) {
+        std::tie(webhook_.endpoint_url, webhook_.payload_mode, webhook_.outbox_limit,
+                 webhook_.outbox_sync) = std::tuple(url, mode, limit, sync);
         zvEventConfig config;
         config.sinks = {config_};
         std::vector<zvEventSinkPtr> sinks;

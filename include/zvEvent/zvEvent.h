@@ -243,7 +243,8 @@ ZVEVENT_API uint32_t zvEventReloadConfig(const char* config_path);
  *             then given the whole time again.
  *
  * Returns ZVEVENT_OK; ZVEVENT_E_NOT_INITIALIZED; ZVEVENT_E_FAILURE when the time ran out, an output
- * could not be flushed, or the caller is the worker (from a callback: nothing is done).
+ * could not be flushed, or the caller is the worker (from a callback: nothing is done). Events that
+ * then are left in an output's outbox are safe on disk, and the last error says how many.
  */
 ZVEVENT_API uint32_t zvEventFlush(uint32_t timeout_ms);
 

@@ -12,6 +12,7 @@
 #include "core/normalize.h"
 #include "platform/process.h"
 #include "sinks/csv_file.h"
+#include "sinks/outbox.h"
 
 namespace zvevent {
 
@@ -61,6 +62,7 @@ struct Lifecycle::Home {
 
     Home() {
         StopSignal::Instance();
+        AroundFork(Outbox::HoldForFork, Outbox::ReleaseAfterFork, Outbox::ForgetAllInChild);
         InChildAfterFork([] {
             TheHome().lifecycle.Renew();
             StopSignal::Instance().RenewInChild();
@@ -218,8 +220,17 @@ std::uint32_t Lifecycle::Flush(std::uint32_t timeout_ms) {
     std::uint32_t result = core_.WaitUntilDrained(timeout_ms);
     if (result == ZVEVENT_OK) result = sinks_.Flush(timeout_ms);
     Contain([this] { health_.WriteStatus(); });
-    if (result != ZVEVENT_OK) return Fail(result, kFlushFailed);
+    if (result != ZVEVENT_OK) return Fail(result, kFlushFailed + LeftInOutboxes());
     return Succeed();
+}
+
+// What else is to be said of a flush that failed: events that only wait for their receiver.
+std::string Lifecycle::LeftInOutboxes() {
+    std::uint64_t left = 0;
+    for (const OutputStatus& output : sinks_.Status())
+        left += output.outbox ? output.outbox->pending : 0;
+    return left != 0 ? ": " + std::to_string(left) + " events are left in an outbox, safe on disk"
+                     : std::string();
 }
 
 std::uint32_t Lifecycle::Submit(const zvEventRecord* record) {

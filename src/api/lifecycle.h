@@ -53,6 +53,7 @@ private:
     Health::WatchedReload ReloadIfChanged();
     std::uint32_t Stop();
     void DrainForExit();
+    std::string LeftInOutboxes();
 
     std::mutex transition_mutex_;
     std::mutex lifecycle_mutex_;

@@ -17,9 +17,20 @@ void StopSignal::Raise() {
     raised_changed_.notify_all();
 }
 
+void StopSignal::Announce(std::chrono::steady_clock::time_point end) {
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (LockWithin(lock, kBriefLock)) end_ = end;
+}
+
+std::optional<std::chrono::steady_clock::time_point> StopSignal::End() {
+    std::unique_lock lock(mutex_, std::defer_lock);
+    return LockWithin(lock, kBriefLock) ? end_ : std::chrono::steady_clock::now();
+}
+
 void StopSignal::Clear() {
     const std::scoped_lock lock(mutex_);
     raised_ = false;
+    end_.reset();
 }
 
 void StopSignal::RenewInChild() {

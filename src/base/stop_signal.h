@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 
 namespace zvevent {
 
@@ -21,7 +22,13 @@ public:
     // Ends every pause.
     void Raise();
 
-    // Pauses are possible again.
+    // A stop has begun, and outputs may take until `end` to get out what they hold.
+    void Announce(std::chrono::steady_clock::time_point end);
+
+    // Until when a stop that has begun waits; none: none has.
+    std::optional<std::chrono::steady_clock::time_point> End();
+
+    // No stop any more; pauses are possible again.
     void Clear();
 
     // After a fork, when its locks may be held by threads that are not in the child.
@@ -36,6 +43,7 @@ private:
     // Guarded by mutex_:
     std::condition_variable raised_changed_;
     bool raised_ = false;
+    std::optional<std::chrono::steady_clock::time_point> end_;
 };
 
 }  // namespace zvevent

@@ -82,6 +82,9 @@ struct zvEventSinkConfig {
         std::string subject_prefix;
         std::string auth_header;
         std::uint32_t timeout_ms = 5000;
+        std::string outbox;
+        std::string outbox_limit;
+        std::string outbox_sync;
 
         bool operator==(const CloudeventsHttp&) const = default;
     } cloudevents_http;
@@ -105,6 +108,9 @@ struct zvEventSinkConfig {
         std::uint32_t backoff_ms = kDefaultBackoffMs;
         std::string cloudevents_source = "/zvEvent";
         std::string cloudevents_subject_prefix;
+        std::string outbox;        // path of its file; empty: none
+        std::string outbox_limit;  // of events ("10000") or bytes ("64MB"); empty: 100,000 events
+        std::string outbox_sync;   // "full" or "normal"; empty: that
 
         bool operator==(const WebhookHttp&) const = default;
     } webhook_http;

@@ -6,6 +6,17 @@ namespace zvevent {
 
 namespace {
 
+// Of both kinds of HTTP output.
+constexpr std::string_view kOutbox =
+    "path of a file in which events wait for the receiver, `{pid}` stands for the process id: "
+    "[outbox.md](outbox.md)";
+constexpr std::string_view kOutboxLimit =
+    "what the outbox keeps at most: events (`10000`) or bytes (`64MB`, also KB, GB); empty: "
+    "100,000 "
+    "events";
+constexpr std::string_view kOutboxSync =
+    "`full`: every event is synced to the disk; `normal` or empty: once a second";
+
 constexpr auto kSettings = std::to_array<SettingReference>({
     {kCoreKey, "enabled", "0: every event is filtered"},
     {kCoreKey, "minimum_severity", "events below it are filtered, before any output"},
@@ -47,6 +58,9 @@ constexpr auto kSettings = std::to_array<SettingReference>({
     {"cloudevents\\http", "subject_prefix", "goes before the attribute `subject`"},
     {"cloudevents\\http", "auth_header", "header lines that are sent along", true},
     {"cloudevents\\http", "timeout_ms", "milliseconds for the connection, and for a whole request"},
+    {"cloudevents\\http", "outbox", kOutbox},
+    {"cloudevents\\http", "outbox_limit", kOutboxLimit},
+    {"cloudevents\\http", "outbox_sync", kOutboxSync},
     {"webhook\\http", "endpoint_url",
      "the receiver, http or https. Empty: the start fails when the output is enabled"},
     {"webhook\\http", "payload_mode", "`native_json` or `cloudevents`"},
@@ -64,6 +78,9 @@ constexpr auto kSettings = std::to_array<SettingReference>({
     {"webhook\\http", "cloudevents_source", "attribute `source` in mode `cloudevents`"},
     {"webhook\\http", "cloudevents_subject_prefix",
      "goes before the attribute `subject` in mode `cloudevents`"},
+    {"webhook\\http", "outbox", kOutbox},
+    {"webhook\\http", "outbox_limit", kOutboxLimit},
+    {"webhook\\http", "outbox_sync", kOutboxSync},
     {"snmp\\trap", "host", "the manager; empty: the default"},
     {"snmp\\trap", "port", "its UDP port, 1 to 65535; 0: the default"},
     {"snmp\\trap", "community", "sent in the clear; empty: the default", true},

@@ -82,6 +82,9 @@ void VisitCloudeventsHttp(CloudEvents& events, Visit&& visit) {
     visit("subject_prefix", events.subject_prefix);
     visit("auth_header", events.auth_header);
     visit("timeout_ms", events.timeout_ms);
+    visit("outbox", events.outbox);
+    visit("outbox_limit", events.outbox_limit);
+    visit("outbox_sync", events.outbox_sync);
 }
 
 template <typename Webhook, typename Visit>
@@ -100,6 +103,9 @@ void VisitWebhookHttp(Webhook& webhook, Visit&& visit) {
     visit("backoff_ms", webhook.backoff_ms);
     visit("cloudevents_source", webhook.cloudevents_source);
     visit("cloudevents_subject_prefix", webhook.cloudevents_subject_prefix);
+    visit("outbox", webhook.outbox);
+    visit("outbox_limit", webhook.outbox_limit);
+    visit("outbox_sync", webhook.outbox_sync);
 }
 
 template <typename Snmp, typename Visit>

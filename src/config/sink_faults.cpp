@@ -6,6 +6,7 @@
 
 #include "base/ascii.h"
 #include "base/texts.h"
+#include "config/outbox_limit.h"
 
 namespace zvevent {
 
@@ -20,6 +21,7 @@ bool IsOneOf(const std::array<std::string_view, Count>& words, std::string_view 
 constexpr std::array<std::string_view, 2> kCloudEventsModes = {"cloudevents",
                                                                "cloudevents_structured"};
 constexpr std::array<std::string_view, 2> kNativeModes = {"native_json", "native"};
+constexpr std::array<std::string_view, 2> kOutboxSyncs = {"normal", "full"};
 constexpr std::array<std::string_view, 3> kNamesOfVersion2c = {"2c", "v2c", "snmpv2c"};
 constexpr std::array<std::string_view, 3> kNamesOfVersion3 = {"3", "v3", "snmpv3"};
 
@@ -42,6 +44,15 @@ const char* WebhookFault(std::string_view endpoint_url, std::string_view payload
     return "zvEvent webhook payload_mode must be native_json or cloudevents";
 }
 
+const char* OutboxFault(std::string_view limit, std::string_view sync) {
+    OutboxLimit parsed;
+    if (!ParseOutboxLimit(limit, parsed)) {
+        return "zvEvent webhook outbox_limit must be a number of events, or of KB, MB or GB";
+    }
+    if (sync.empty() || IsOneOf(kOutboxSyncs, sync)) return nullptr;
+    return "zvEvent webhook outbox_sync must be normal or full";
+}
+
 const char* SnmpTrapFault(std::string_view version) {
     if (IsOneOf(kNamesOfVersion3, version)) {
         return "SNMPv3 requires a future external-library backend";
@@ -59,8 +70,11 @@ const char* SinkFault(const zvEventSinkConfig& entry) {
         case zvEventSinkKind::cloudevents_http: {
             using Webhook = zvEventSinkConfig::WebhookHttp;
             const Webhook& webhook = entry.webhook_http;
-            return WebhookFault(webhook.endpoint_url,
-                                OrElse(webhook.payload_mode, Webhook::kDefaultPayloadMode));
+            const char* const fault = WebhookFault(
+                webhook.endpoint_url, OrElse(webhook.payload_mode, Webhook::kDefaultPayloadMode));
+            return fault != nullptr || webhook.outbox.empty()
+                       ? fault
+                       : OutboxFault(webhook.outbox_limit, webhook.outbox_sync);
         }
         case zvEventSinkKind::snmp_trap:
             return SnmpTrapFault(

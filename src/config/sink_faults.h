@@ -10,6 +10,7 @@ namespace zvevent {
 
 const char* CsvFault(std::string_view path);
 const char* WebhookFault(std::string_view endpoint_url, std::string_view payload_mode);
+const char* OutboxFault(std::string_view limit, std::string_view sync);
 const char* SnmpTrapFault(std::string_view version);
 
 // Of the payload modes that are no fault. Letter case does not count.

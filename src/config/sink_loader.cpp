@@ -23,6 +23,9 @@ void FillWebhookGroup(zvEventSinkConfig& sink) {
     to.tls_verify = false;  // deliberate: no setting turns it on for this kind
     to.cloudevents_source = from.source;
     to.cloudevents_subject_prefix = from.subject_prefix;
+    to.outbox = from.outbox;
+    to.outbox_limit = from.outbox_limit;
+    to.outbox_sync = from.outbox_sync;
 }
 
 void LoadInstance(zvCFGHandle tree, const ReadSinkSettings& read, const SinkSection& section,

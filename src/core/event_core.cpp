@@ -29,6 +29,11 @@ void Count(std::atomic<std::uint64_t>& counter, std::uint64_t by = 1) {
     counter.fetch_add(by, std::memory_order_relaxed);
 }
 
+void AnnounceStop(std::uint32_t timeout_ms) {
+    StopSignal::Instance().Announce(std::chrono::steady_clock::now() +
+                                    std::chrono::milliseconds(timeout_ms));
+}
+
 }  // namespace
 
 std::uint32_t EventCore::GateOf(const zvEventConfig& config) {
@@ -63,6 +68,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
         gate_.store(kNotRunning);
         worker = std::move(worker_);
     }
+    AnnounceStop(timeout_ms);
     queue_.StopAccepting();
     std::uint32_t result = WaitUntilDrained(timeout_ms);
     if (result == ZVEVENT_OK) {
@@ -84,6 +90,7 @@ std::uint32_t EventCore::Stop(std::uint32_t timeout_ms) {
 
 bool EventCore::DrainForExit(std::uint32_t timeout_ms) {
     if (!IsRunning()) return true;
+    AnnounceStop(timeout_ms);
     const EventQueue::ForExit drain = queue_.DrainForExit(std::chrono::milliseconds(timeout_ms));
     if (drain == EventQueue::ForExit::kPurged) StopSignal::Instance().Raise();
     FlushOutputs(kLastFlushMs);

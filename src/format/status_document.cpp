@@ -1,5 +1,6 @@
 #include "format/status_document.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -93,6 +94,13 @@ void AppendOutput(std::string& out, const OutputStatus& output) {
     AppendText(out, R"(,"last_error":)", output.last_error);
     AppendTime(out, R"(,"last_error_at":)", output.last_error_ns);
     AppendTime(out, R"(,"last_delivered_at":)", output.last_delivered_ns);
+    if (output.outbox) {
+        AppendNumber(out, R"(,"outbox":{"pending":)", output.outbox->pending);
+        AppendTime(out, R"(,"oldest":)", output.outbox->oldest_ns);
+        AppendNumber(out, R"(,"refused":)", output.outbox->refused);
+        AppendNumber(out, R"(,"discarded":)", output.outbox->discarded);
+        out += '}';
+    }
     out += '}';
 }
 
@@ -185,6 +193,37 @@ constexpr std::array<OutputFamily, 6> kOutputFamilies = {{
      kNanosPerSecond},
 }};
 
+struct OutboxFamily {
+    std::string_view name;
+    std::string_view type;
+    std::string_view help;
+    std::uint64_t OutboxStatus::*value;
+    std::uint64_t unit;
+};
+constexpr std::array<OutboxFamily, 4> kOutboxFamilies = {{
+    {"zvevent_outbox_pending", "gauge", "Events on disk that the receiver does not have yet.",
+     &OutboxStatus::pending, 1},
+    {"zvevent_outbox_oldest_timestamp_seconds", "gauge",
+     "When the first of them was put in, 0 without one.", &OutboxStatus::oldest_ns,
+     kNanosPerSecond},
+    {"zvevent_outbox_refused", "gauge", "Events kept aside that the receiver will never take.",
+     &OutboxStatus::refused, 1},
+    {"zvevent_outbox_discarded_total", "counter", "Events discarded from the full outbox.",
+     &OutboxStatus::discarded, 1},
+}};
+
+void AppendOutboxMetrics(std::string& out, const std::vector<OutputStatus>& outputs) {
+    const auto has_outbox = [](const OutputStatus& output) { return output.outbox.has_value(); };
+    if (std::none_of(outputs.begin(), outputs.end(), has_outbox)) return;
+    for (const OutboxFamily& kind : kOutboxFamilies) {
+        Family family(out, kind.name, kind.type, kind.help);
+        for (const OutputStatus& output : outputs) {
+            if (!output.outbox) continue;
+            family.Sample("output", output.output, *output.outbox.*kind.value / kind.unit);
+        }
+    }
+}
+
 }  // namespace
 
 void AppendStatusJson(std::string& out, const LibraryStatus& status) {
@@ -232,6 +271,7 @@ void AppendStatusMetrics(std::string& out, const LibraryStatus& status) {
         for (const OutputStatus& output : status.outputs)
             family.Sample("output", output.output, output.*kind.value / kind.unit);
     }
+    AppendOutboxMetrics(out, status.outputs);
 }
 
 }  // namespace zvevent

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,16 @@
 #include "core/core_statistics.h"
 
 namespace zvevent {
+
+// What an output keeps on disk until its receiver has it.
+struct OutboxStatus {
+    std::uint64_t pending = 0;
+    std::uint64_t oldest_ns = 0;  // when the first of them was put in; 0: there is none
+    std::uint64_t refused = 0;    // kept aside: the receiver will never take them
+    std::uint64_t discarded = 0;  // since the start, to make room
+
+    bool operator==(const OutboxStatus&) const = default;
+};
 
 // One output since it was first opened; a reload that keeps it keeps the counts.
 struct OutputStatus {
@@ -23,6 +34,7 @@ struct OutputStatus {
     std::string last_error;
     std::uint64_t last_error_ns = 0;      // nanoseconds since 1970-01-01 UTC; 0: never
     std::uint64_t last_delivered_ns = 0;  // likewise
+    std::optional<OutboxStatus> outbox;   // of an output that has one
 
     bool operator==(const OutputStatus&) const = default;
 };

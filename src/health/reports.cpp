@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::uint64_t kQuietMs = 60'000;
 
+// An event that has waited longer in an outbox is told of.
+constexpr std::uint64_t kLateNs = 60'000'000'000;
+
 constexpr std::string_view kQueueReport = "zvevent.queue";
 constexpr std::string_view kConfigReport = "zvevent.config";
 
@@ -30,7 +33,7 @@ void Reports::LookAt(const LibraryStatus& status, std::uint64_t now_ms, const Su
         subject.looked_at = false;
     LookAtQueue(status.core);  // before what is offered now could be lost as well
     for (const OutputStatus& output : status.outputs)
-        LookAtOutput(output);
+        LookAtOutput(output, status.written_ns);
     LookAtConfig(status.config);
     ClearOutputsThatAreGone();
 }
@@ -42,18 +45,35 @@ void Reports::WatchedReload(std::string_view error) {
     ++failed_reloads_;
 }
 
-void Reports::LookAtOutput(const OutputStatus& output) {
+// An outbox keeps events, so one whose receiver is away loses nothing; but it is told of when they
+// wait long, and of those that were refused or discarded.
+void Reports::LookAtOutput(const OutputStatus& output, std::uint64_t now_ns) {
     std::string counts;
     AppendNumber(counts, R"("delivered":)", output.delivered);
     AppendNumber(counts, R"(,"below_severity":)", output.below_severity);
     AppendNumber(counts, R"(,"failed":)", output.failed);
     AppendNumber(counts, R"(,"fallback":)", output.fallback);
-    const std::string subject = std::string(kOutputReport) + ':' + output.output;
+    const std::string name = std::string(kOutputReport) + ':' + output.output;
+    const auto [place, added] = subjects_.try_emplace(name);
+    Subject& subject = place->second;
+    std::uint64_t lost = output.failed;
+    if (output.outbox) {
+        const OutboxStatus& outbox = *output.outbox;
+        AppendNumber(counts, R"(,"pending":)", outbox.pending);
+        AppendNumber(counts, R"(,"refused":)", outbox.refused);
+        AppendNumber(counts, R"(,"discarded":)", outbox.discarded);
+        lost += outbox.refused + outbox.discarded;  // what one loses the other gains
+        if (added) subject.told = subject.told_lost = outbox.refused;  // by an earlier run
+        const bool late = outbox.oldest_ns != 0 && now_ns > outbox.oldest_ns + kLateNs;
+        if (late && !std::exchange(subject.late, late)) ++subject.delays;
+        subject.late = late;
+    }
     Judge({.event_type = kOutputReport,
-           .subject = subject,
+           .subject = name,
            .source_id = output.output,
-           .lost = output.failed,
-           .troubled = output.failing,
+           .lost = lost,
+           .delays = subject.delays,
+           .troubled = output.failing || subject.late,
            .trouble = "Output " + output.output + " fails: " + output.last_error,
            .recovered = "Output " + output.output + " delivers again",
            .counts = std::move(counts)});
@@ -72,6 +92,7 @@ void Reports::LookAtQueue(const CoreStatistics& core) {
            .subject = kQueueReport,
            .source_id = "queue",
            .lost = lost,
+           .delays = 0,
            .troubled = losing || core.queued != 0,
            .trouble = std::move(trouble),
            .recovered = "The queue has drained",
@@ -85,6 +106,7 @@ void Reports::LookAtConfig(const ConfigStatus& config) {
            .subject = "zvevent.config:reload",
            .source_id = config.path,
            .lost = failed_reloads_,
+           .delays = 0,
            .troubled = reload_failed_,
            .trouble = "The changed configuration is not in force: " + reload_error_,
            .recovered = "The changed configuration is in force",
@@ -103,6 +125,7 @@ void Reports::LookAtConfig(const ConfigStatus& config) {
            .subject = "zvevent.config:unknown_keys",
            .source_id = config.path,
            .lost = unknown_changes_,
+           .delays = 0,
            .troubled = !unknown_keys_.empty(),
            .trouble = std::move(trouble),
            .recovered = "Every key of the configuration has a meaning",
@@ -113,12 +136,14 @@ void Reports::Judge(Finding finding) {
     const auto [place, added] = subjects_.try_emplace(std::string(finding.subject));
     Subject& subject = place->second;
     subject.looked_at = true;
-    if (finding.lost < subject.told) subject.told = 0;  // an output that begins to count anew
+    const std::uint64_t occasions = finding.lost + finding.delays;
+    // An output that begins to count anew.
+    if (occasions < subject.told) subject.told = subject.told_lost = 0;
     const auto may_tell = [this](std::uint64_t last_ms) {
         return last_ms == 0 || now_ms_ - last_ms >= kQuietMs;
     };
-    const std::uint64_t lost = finding.lost - subject.told;
-    if (!subject.raised && lost != 0 && may_tell(subject.raised_ms)) {
+    const std::uint64_t lost = finding.lost - std::min(finding.lost, subject.told_lost);
+    if (!subject.raised && occasions != subject.told && may_tell(subject.raised_ms)) {
         subject.raised = Offer("raise", finding, lost, std::move(finding.trouble));
         if (subject.raised) subject.raised_ms = now_ms_;
     }
@@ -128,7 +153,8 @@ void Reports::Judge(Finding finding) {
     AppendNumber(message, " s; lost: ", lost);
     if (!Offer("clear", finding, lost, std::move(message))) return;
     subject.raised = false;
-    subject.told = finding.lost;
+    subject.told = occasions;
+    subject.told_lost = finding.lost;
     subject.cleared_ms = now_ms_;
 }
 
@@ -146,6 +172,7 @@ void Reports::ClearOutputsThatAreGone() {
                             .subject = name,
                             .source_id = output,
                             .lost = 0,
+                            .delays = 0,
                             .troubled = false,
                             .trouble = {},
                             .recovered = {},

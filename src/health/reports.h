@@ -44,7 +44,10 @@ private:
     struct Subject {
         bool raised = false;
         bool looked_at = false;        // by the look under way
-        std::uint64_t told = 0;        // losses that are over and were told of
+        std::uint64_t told = 0;        // occasions that are over and were told of
+        std::uint64_t told_lost = 0;   // losses among them
+        bool late = false;             // an outbox: its oldest event waits too long
+        std::uint64_t delays = 0;      // how often that began
         std::uint64_t last_lost = 0;   // losses at the last look
         std::uint64_t raised_ms = 0;   // last; 0: never
         std::uint64_t cleared_ms = 0;  // likewise
@@ -55,13 +58,14 @@ private:
         std::string_view subject;
         std::string_view source_id;
         std::uint64_t lost;     // since the start; the first one more raises
+        std::uint64_t delays;   // likewise, without a loss
         bool troubled;          // it goes on: there is nothing to clear yet
         std::string trouble;    // the message of a raise
         std::string recovered;  // how the message of a clear begins
         std::string counts;     // members of a JSON object
     };
 
-    void LookAtOutput(const OutputStatus& output);
+    void LookAtOutput(const OutputStatus& output, std::uint64_t now_ns);
     void LookAtQueue(const CoreStatistics& core);
     void LookAtConfig(const ConfigStatus& config);
     void Judge(Finding finding);

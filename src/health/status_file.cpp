@@ -5,18 +5,8 @@
 
 namespace zvevent {
 
-namespace {
-
-constexpr std::string_view kProcessId = "{pid}";
-
-}  // namespace
-
 void StatusFile::SetPath(std::string_view path) {
-    path_ = path;
-    for (std::size_t at = path_.find(kProcessId); at != std::string::npos;
-         at = path_.find(kProcessId, at)) {
-        path_.replace(at, kProcessId.size(), std::to_string(ProcessId()));
-    }
+    path_ = WithProcessId(path);
 }
 
 bool StatusFile::Write(const LibraryStatus& status) {

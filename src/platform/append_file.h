@@ -66,6 +66,13 @@ std::uint64_t FileSize(const std::string& path);
 // At most `count` bytes from `offset` on; empty when there are none or they cannot be read.
 std::string ReadFile(const std::string& path, std::uint64_t offset, std::size_t count);
 
+// Gives a file another name, which nothing may have yet. False when the system refuses.
+bool RenameFile(const std::string& from, const std::string& to);
+
+// Has the system bring what was written to the file to the disk; waits for it. False when it could
+// not.
+bool SyncFile(const std::string& path);
+
 // The path from the root on, by the working directory of this moment.
 std::string AbsolutePath(const std::string& path);
 

@@ -2,6 +2,8 @@
 // one thread at a time, unless a function says otherwise.
 #pragma once
 
+#include <functional>
+
 namespace zvevent {
 
 // Has `drain` called when the process ends in an orderly way: POSIX only, and not in a child that
@@ -13,6 +15,14 @@ void DrainAtExit(void (*drain)());
 // Has `renew` called in every child that is forked from now on, before fork returns there: POSIX
 // only.
 void InChildAfterFork(void (*renew)());
+
+// Has `before` called at the beginning of every fork from now on, and after it `in_parent` or, as
+// above, `in_child`: POSIX only.
+void AroundFork(void (*before)(), void (*in_parent)(), void (*in_child)());
+
+// Runs `work` so that a file that would grow beyond the process's limit raises no signal. Any
+// thread.
+void WithFileSignalsHeld(const std::function<void()>& work);
 
 // Whether the process has come so far in its end that the system has ended every other thread
 // (Windows; elsewhere that never shows). A lock that one of them held stays held then. Any thread.

@@ -35,7 +35,8 @@ public:
                 .fallback = fallback_,
                 .failing = failing_,
                 .last_error = std::move(failure.text),
-                .last_error_ns = failure.utc_ns};
+                .last_error_ns = failure.utc_ns,
+                .outbox = sink.Outbox()};
     }
 
 private:

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "config/config.h"
+#include "format/status_document.h"
 #include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
@@ -40,6 +42,15 @@ public:
     // about to sleep. What does not go now may wait for the next event or flush.
     virtual void hand_over();
 
+    // The sink comes into force, and is in force no longer: what it does between events may begin,
+    // and must end. On the thread that initialises, reloads or shuts down; the worker may still be
+    // in write at the end. Those of a reload begin before those that they replace end.
+    virtual void begin() {}
+    virtual void end() {}
+
+    // What the sink's outbox holds, if it has one. Any thread; waits for no write.
+    virtual std::optional<zvevent::OutboxStatus> Outbox() const { return std::nullopt; }
+
     // Whether the event reaches the sink's minimum severity: what write asks first, and whoever
     // counts what was not written. Any thread.
     bool Admits(const zvEventNormalizedEvent& event) const {
@@ -51,7 +62,7 @@ public:
     const std::string& OutputName() const { return output_name_; }
 
     // Any thread; waits for no write.
-    zvevent::SinkFailure LastFailure() const;
+    virtual zvevent::SinkFailure LastFailure() const;
     std::string LastError() const { return LastFailure().text; }
 
     // Takes over the latest failure of a sink in whose place this one comes.

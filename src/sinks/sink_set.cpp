@@ -38,6 +38,12 @@ std::vector<Output> OutputsOf(std::vector<zvEventSinkPtr> sinks,
     return outputs;
 }
 
+template <typename Action>
+void ForEachSink(const std::vector<Output>& outputs, Action&& action) {
+    for (const Output& output : outputs)
+        Contain([&] { action(*output.sink); });
+}
+
 // Every output gets the whole time. Returns whether all succeeded.
 bool FlushAll(const std::vector<Output>& outputs, std::uint32_t timeout_ms) {
     bool all_flushed = true;
@@ -73,17 +79,20 @@ std::uint32_t SinkSet::Replace(const zvEventConfig& config, std::string_view def
     }
     OutputListPtr outputs =
         std::make_shared<OutputList>(OutputsOf(std::move(built), *ActiveOutputs()));
+    ForEachSink(*outputs, [](zvEventSink& sink) { sink.begin(); });
     OutputListPtr oldest;  // goes outside the lock
     {
         const std::scoped_lock lock(sink_list_mutex_);
         if (active_ != no_outputs_) retired_.push_back(active_);
-        active_ = std::move(outputs);
+        active_.swap(outputs);
         if (retired_.size() > kMostRetired) {
             oldest = std::move(retired_.front());
             retired_.erase(retired_.begin());
         }
         ClearErrorText();
     }
+    ForEachSink(*outputs, [](zvEventSink& sink) { sink.end(); });
+    outputs.reset();
     FlushRetired(RetiredOutputs(), kRetireMs, Busy::kLeave);
     return ZVEVENT_OK;
 }
@@ -91,11 +100,15 @@ std::uint32_t SinkSet::Replace(const zvEventConfig& config, std::string_view def
 std::uint32_t SinkSet::ShutDown() noexcept {
     OutputListPtr former = no_outputs_;
     std::vector<OutputListPtr> retired;
-    const std::scoped_lock lock(sink_list_mutex_);
-    retired_.swap(retired);
-    active_.swap(former);
-    callback_sink_->UnregisterAll();
-    ClearErrorText();
+    {
+        const std::scoped_lock lock(sink_list_mutex_);
+        retired_.swap(retired);
+        active_.swap(former);
+        callback_sink_->UnregisterAll();
+        ClearErrorText();
+    }
+    // A flush under way may have them still.
+    ForEachSink(*former, [](zvEventSink& sink) { sink.end(); });
     return ZVEVENT_OK;
 }
 

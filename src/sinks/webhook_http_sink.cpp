@@ -4,19 +4,15 @@
 #include <string_view>
 
 #include "base/ascii.h"
-#include "base/number_text.h"
 #include "base/texts.h"
 #include "config/sink_faults.h"
 #include "format/cloud_event.h"
 #include "format/json_event.h"
-#include "format/text.h"
+#include "sinks/webhook_request.h"
 
 namespace {
 
 using Settings = zvEventSinkConfig::WebhookHttp;
-
-// Between two header lines.
-constexpr char kLineEnd = '\xA7';
 
 std::uint32_t FirstNonZero(std::uint32_t first, std::uint32_t second) {
     return first != 0 ? first : second;
@@ -25,64 +21,6 @@ std::uint32_t FirstNonZero(std::uint32_t first, std::uint32_t second) {
 std::string PayloadMode(const zvEventSinkConfig& config) {
     if (config.kind == zvEventSinkKind::cloudevents_http) return "cloudevents";
     return zvevent::OrElse(config.webhook_http.payload_mode, Settings::kDefaultPayloadMode);
-}
-
-// A user name and password in a URL are refused by the HTTP layer, and must not come out in a text.
-// What looks like a port and is no number may be the start of a password with a "/" in it.
-std::string WithoutCredentials(const std::string& url) {
-    const std::size_t host = url.find("//") + 2;
-    const std::string_view authority =
-        std::string_view(url).substr(host, url.find_first_of("/?#", host) - host);
-    const std::string_view port =
-        authority.substr(std::min(authority.rfind(':'), authority.size()));
-    const bool is_plain =
-        authority.starts_with('[') || port.find_first_not_of(":0123456789") == port.npos;
-    if (is_plain && authority.find('@') == authority.npos) return url;
-    const std::size_t at = url.rfind('@');
-    if (at == std::string::npos) return url;
-    return url.substr(0, host) + url.substr(at + 1);
-}
-
-void AppendLine(std::string& lines, std::string_view name, std::string_view value) {
-    if (!lines.empty()) lines += kLineEnd;
-    lines.append(name).append(value);
-}
-
-// The configured lines: `text` holds several, separated by "|" or line ends.
-void AppendConfiguredLines(std::string& lines, std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t end = text.find_first_of("|\r\n");
-        const std::string_view line = zvevent::Trimmed(text.substr(0, end));
-        if (!line.empty()) AppendLine(lines, line, {});
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-}
-
-// Settings of the request travel as header lines too.
-std::string HeaderLines(const zvEventSinkConfig& config, bool cloud_events) {
-    const Settings& webhook = config.webhook_http;
-    std::string lines;
-    AppendLine(lines, "Content-Type: ",
-               cloud_events ? "application/cloudevents+json; charset=utf-8"
-                            : "application/json; charset=utf-8");
-    AppendLine(lines, "Accept: ", "application/json");
-    AppendLine(lines, "User-Agent: ", "zvEvent/1.0");
-    AppendLine(lines, "X-zvEvent-TLS-Verify: ", webhook.tls_verify ? "1" : "0");
-    if (webhook.connect_timeout_ms != 0) {
-        AppendLine(lines, "X-zvEvent-Connect-Timeout-Ms: ", {});
-        zvevent::AppendDecimal(lines, webhook.connect_timeout_ms);
-    }
-    if (!webhook.ca_file.empty()) AppendLine(lines, "X-zvEvent-CA-File: ", webhook.ca_file);
-    AppendConfiguredLines(lines,
-                          zvevent::OrElse(webhook.headers, config.cloudevents_http.auth_header));
-    if (!webhook.bearer_token.empty()) {
-        AppendLine(lines, "Authorization: Bearer ", webhook.bearer_token);
-    }
-    if (!webhook.basic_username.empty() || !webhook.basic_password.empty()) {
-        AppendLine(lines, "Authorization: Basic ",
-                   zvevent::Base64Encode(webhook.basic_username + ':' + webhook.basic_password));
-    }
-    return lines;
 }
 
 }  // namespace
@@ -106,10 +44,15 @@ zvEventWebhookHttpSink::zvEventWebhookHttpSink(const zvEventSinkConfig& config,
           zvevent::OrElse(config.webhook_http.cloudevents_source, config.cloudevents_http.source)),
       subject_prefix_(zvevent::OrElse(config.webhook_http.cloudevents_subject_prefix,
                                       config.cloudevents_http.subject_prefix)),
-      headers_(HeaderLines(config, sends_cloud_events_)) {}
+      headers_(zvevent::WebhookHeaderLines(config, sends_cloud_events_)),
+      outbox_(zvevent::WebhookOutbox::Of(
+          config, OutputName(),
+          {endpoint_url_, request_timeout_ms_, backoff_ms_, transport.exchange})) {}
 
 std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
-    if (const char* const fault = zvevent::WebhookFault(endpoint_url_, payload_mode_)) {
+    const char* fault = zvevent::WebhookFault(endpoint_url_, payload_mode_);
+    if (fault == nullptr && outbox_ != nullptr) fault = outbox_->Fault();
+    if (fault != nullptr) {
         if (error != nullptr) *error = fault;
         return ZVEVENT_E_INVALID_ARGUMENT;
     }
@@ -117,13 +60,58 @@ std::uint32_t zvEventWebhookHttpSink::Validate(std::string* error) const {
     return ZVEVENT_OK;
 }
 
-std::uint32_t zvEventWebhookHttpSink::write(const zvEventNormalizedEvent& event, std::uint64_t*) {
+std::uint32_t zvEventWebhookHttpSink::write(const zvEventNormalizedEvent& event,
+                                            std::uint64_t* fallbacks) {
     if (!Admits(event)) return ZVEVENT_OK;
     const std::scoped_lock lock(mutex_);
     BuildBody(event);
-    const bool delivered = Deliver();
+    bool delivered = outbox_ != nullptr && PutIntoOutbox(event);
+    if (!delivered) {
+        delivered = Deliver();
+        if (outbox_ != nullptr && fallbacks != nullptr) ++*fallbacks;
+    }
     zvevent::ClearBuffer(body_);
     return delivered ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
+}
+
+std::uint32_t zvEventWebhookHttpSink::flush(std::uint32_t timeout_ms) {
+    return outbox_ == nullptr || outbox_->Flush(timeout_ms) ? ZVEVENT_OK : ZVEVENT_E_FAILURE;
+}
+
+void zvEventWebhookHttpSink::begin() {
+    if (outbox_ == nullptr) return;
+    const std::scoped_lock lock(mutex_);
+    std::string trouble;
+    outbox_->Begin(trouble);
+    if (!trouble.empty()) NoteFailure(trouble);
+}
+
+void zvEventWebhookHttpSink::end() {
+    if (outbox_ != nullptr) outbox_->End();
+}
+
+std::optional<zvevent::OutboxStatus> zvEventWebhookHttpSink::Outbox() const {
+    if (outbox_ == nullptr) return std::nullopt;
+    return outbox_->Status();
+}
+
+zvevent::SinkFailure zvEventWebhookHttpSink::LastFailure() const {
+    zvevent::SinkFailure own = zvEventSink::LastFailure();
+    if (outbox_ == nullptr) return own;
+    zvevent::SinkFailure sender = outbox_->LastFailure();
+    return sender.utc_ns > own.utc_ns ? sender : own;
+}
+
+bool zvEventWebhookHttpSink::PutIntoOutbox(const zvEventNormalizedEvent& event) {
+    zvevent::OutboxEvent& put = outbox_event_;
+    put.severity = event.severity;
+    put.format = sends_cloud_events_ ? 1 : 0;
+    put.body.swap(body_);
+    std::string trouble;
+    const bool accepted = outbox_->Put(put, trouble);
+    put.body.swap(body_);
+    if (!trouble.empty()) NoteFailure(trouble);
+    return accepted;
 }
 
 void zvEventWebhookHttpSink::BuildBody(const zvEventNormalizedEvent& event) {
@@ -156,6 +144,6 @@ bool zvEventWebhookHttpSink::Post() {
         if (response != nullptr) transport_.release(response);
         if (sent != 0) return true;
     }
-    NoteFailure("zvEvent webhook POST failed: ", WithoutCredentials(endpoint_url_));
+    NoteFailure("zvEvent webhook POST failed: ", zvevent::UrlWithoutCredentials(endpoint_url_));
     return false;
 }

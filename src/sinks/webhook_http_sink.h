@@ -2,17 +2,21 @@
 // CloudEvents envelope. Serves entries of both kinds, webhook_http and cloudevents_http.
 //
 // write runs on the worker and lasts as long as the request, its retries and the pauses between
-// them. The sink's mutex is held all that time.
+// them. The sink's mutex is held all that time. With an outbox write only puts the event into it,
+// and an event that it does not take goes out directly.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "base/stop_signal.h"
 #include "config/config.h"
 #include "sinks/sink.h"
+#include "sinks/webhook_outbox.h"
 #include "zvutil/zvutil.h"
 
 class zvEventWebhookHttpSink final : public zvEventSink {
@@ -26,6 +30,7 @@ public:
         bool (*pause)(std::chrono::milliseconds) = [](std::chrono::milliseconds time) {
             return zvevent::StopSignal::Instance().Pause(time);
         };
+        decltype(&zvOSHTTPExchange) exchange = &zvOSHTTPExchange;  // from the outbox
     };
 
     explicit zvEventWebhookHttpSink(const zvEventSinkConfig& config)
@@ -38,9 +43,15 @@ public:
     std::uint32_t Validate(std::string* error) const;
 
     std::uint32_t write(const zvEventNormalizedEvent& event, std::uint64_t* fallbacks) override;
+    std::uint32_t flush(std::uint32_t timeout_ms) override;
+    void begin() override;
+    void end() override;
+    std::optional<zvevent::OutboxStatus> Outbox() const override;
+    zvevent::SinkFailure LastFailure() const override;
 
 private:
     // All under mutex_.
+    bool PutIntoOutbox(const zvEventNormalizedEvent& event);
     void BuildBody(const zvEventNormalizedEvent& event);
     bool Deliver();
     bool Post();
@@ -55,8 +66,10 @@ private:
     const std::string cloudevents_source_;
     const std::string subject_prefix_;
     const std::string headers_;  // of every request, as the HTTP function takes them
+    const std::unique_ptr<zvevent::WebhookOutbox> outbox_;  // null: none is configured
 
     std::mutex mutex_;
     // Guarded by mutex_:
     std::string body_;  // keeps its memory for the next event
+    zvevent::OutboxEvent outbox_event_;
 };

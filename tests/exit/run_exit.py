@@ -6,6 +6,7 @@ time and by itself, and which rows are in the CSV file.
 import csv
 import pathlib
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -39,12 +40,16 @@ CONFIG = """<zvCFG><key name="QRV"><key name="Events">
 <value name="endpoint_url">http://127.0.0.1:{port}/</value>
 <value name="request_timeout_ms">{timeout}</value>
 <value name="retry_count">9</value><value name="backoff_ms">60000</value>
+<value name="outbox">{outbox}</value>
 </key></key></key></key></key></key></zvCFG>"""
 
 MORE_FILES = "".join(f'''<key name="{number}"><value name="enabled">1</value>
 <value name="path">{number}.csv</value></key>''' for number in range(400))
 
 scenario, platform, library, application_library, *command = sys.argv[1:]
+# Beside the CSV file, an outbox whose receiver hangs.
+has_outbox = scenario.startswith("outbox_")
+scenario = scenario.removeprefix("outbox_")
 expected = ROWS.get(scenario, (EVENTS,))
 if expected and platform == "windows" and scenario not in CERTAIN_ON_WINDOWS:
     expected = range(EVENTS + 1)
@@ -55,7 +60,8 @@ with tempfile.TemporaryDirectory(prefix="zvevent-exit-") as directory, \
     pathlib.Path(directory, "events.xml").write_text(CONFIG.format(
         policy="drop_debug_info_first" if scenario == "in_signal_handler" else "drop_newest",
         more=MORE_FILES if scenario == "fork_early" else "", queue=8 if scenario == "full_queue" else 1024, port=receiver.getsockname()[1],
-        webhook=int(scenario.startswith("hanging")),
+        webhook=int(has_outbox or scenario.startswith("hanging")),
+        outbox="{pid}.outbox" if has_outbox else "",
         timeout=200 if scenario == "hanging_shutdown" else 60000,
         flush=int(scenario == "unload" and platform == "windows")))
     start = time.monotonic()
@@ -68,8 +74,13 @@ with tempfile.TemporaryDirectory(prefix="zvevent-exit-") as directory, \
     seconds = time.monotonic() - start
     with open(pathlib.Path(directory, "events.csv"), newline="", encoding="utf-8") as file:
         messages = [row["message"] for row in csv.DictReader(file)]
+    kept = 0
+    for path in pathlib.Path(directory).glob("*.outbox"):
+        with sqlite3.connect(path) as outbox:
+            kept += outbox.execute("SELECT count(*) FROM pending").fetchone()[0]
 print(f"{scenario}: code {done.returncode}, {seconds:.1f} s, {len(messages)} rows")
 assert done.returncode == GOOD and seconds < LIMIT_S
+assert not has_outbox or kept >= len(messages), kept
 if expected:
     assert len(messages) in expected
     assert len(set(messages)) == len(messages), "an event came out twice"

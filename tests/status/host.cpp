@@ -1,7 +1,9 @@
 // An application that does as its standard input says, a line a step, answers each with the result
-// code, and prints the library's reports about itself as its callback receives them.
+// code, and prints the library's reports about itself as its callback receives them; of the other
+// events, whose messages are numbers that count up, only after "number FIRST".
 //
-//     init PATH | submit COUNT SEVERITY | hold | release | flush MS | reload | shutdown
+//     init PATH | number FIRST | submit COUNT SEVERITY | hold | release | flush MS | reload
+//     | shutdown
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -18,6 +20,8 @@ namespace {
 
 std::mutex output_mutex;
 std::atomic<bool> held{false};
+std::atomic<std::uint32_t> next_number{0};
+std::atomic<bool> prints_events{false};
 
 void Say(const std::string& line) {
     const std::scoped_lock lock(output_mutex);
@@ -27,8 +31,12 @@ void Say(const std::string& line) {
 void OnEvent(const zvEventRecord* event, void*) {
     while (held.load())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    if (!std::string_view(event->event_type).starts_with("zvevent.")) return;
     std::ostringstream line;
+    if (!std::string_view(event->event_type).starts_with("zvevent.")) {
+        if (!prints_events) return;
+        line << "event\t" << event->message;
+        return Say(line.str());
+    }
     line << "report\t" << event->action << '\t' << event->event_type << '\t' << event->source_id
          << '\t' << event->severity << '\t' << event->message << '\t' << event->details_json;
     Say(line.str());
@@ -37,7 +45,8 @@ void OnEvent(const zvEventRecord* event, void*) {
 std::uint32_t Submit(std::uint32_t count, std::uint32_t severity) {
     std::uint32_t worst = ZVEVENT_OK;
     for (std::uint32_t i = 0; i < count; ++i) {
-        const std::uint32_t result = zvEventSubmitSimple(0, severity, "host", "something happened");
+        const std::string message = std::to_string(next_number++);
+        const std::uint32_t result = zvEventSubmitSimple(0, severity, "host", message.c_str());
         if (result != ZVEVENT_OK) worst = result;
     }
     return worst;
@@ -53,6 +62,11 @@ std::uint32_t Do(std::istringstream& step) {
         std::getline(step >> std::ws, path);
         zvEventRegisterCallback(OnEvent, nullptr, &id);
         return zvEventInitialize(path.c_str());
+    }
+    if (word == "number" && step >> number) {
+        next_number = number;
+        prints_events = true;
+        return ZVEVENT_OK;
     }
     if (word == "submit" && step >> number >> severity) return Submit(number, severity);
     if (word == "flush" && step >> number) return zvEventFlush(number);

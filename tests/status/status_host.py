@@ -23,16 +23,17 @@ PARTS = ("processed", "queued", "in_hand")
 class Host:
     """The process, its configuration and its status file."""
 
-    def __init__(self, core="", sinks="", status="status-{pid}.json"):
-        self.folder = tempfile.mkdtemp()
+    def __init__(self, core="", sinks="", status="status-{pid}.json", folder=None, **how):
+        self.folder = folder or tempfile.mkdtemp()
         self.path = os.path.join(self.folder, "events.xml")
         self.settings = (f'<value name="status_file">{PREFIX}{self.folder}/{status}</value>'
                          '<value name="report_severity">warning</value>')
         self.write(self.settings + core, sinks)
-        self.lines, self.reports = queue.Queue(), []
+        self.lines, self.reports, self.events = queue.Queue(), [], []
         self.process = subprocess.Popen(COMMAND, stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, text=True)
-        threading.Thread(target=self.listen, daemon=True).start()
+                                        stdout=subprocess.PIPE, text=True, **how)
+        self.listener = threading.Thread(target=self.listen, daemon=True)
+        self.listener.start()
         assert self.do(f"init {PREFIX}{self.path}") == 0
 
     def __enter__(self):
@@ -40,7 +41,7 @@ class Host:
 
     def __exit__(self, kind, *_):
         self.process.stdin.close()
-        assert self.process.wait(60) == 0 or kind
+        assert self.process.wait(60) in (0, -9) or kind
         shutil.rmtree(self.folder)
 
     def write(self, core, sinks=""):
@@ -52,8 +53,9 @@ class Host:
 
     def listen(self):
         for line in self.process.stdout:
-            kind, *rest = line.rstrip("\n").split("\t")
-            (self.reports.append if kind == "report" else self.lines.put)(rest)
+            kind, *rest = line.rstrip("\r\n").split("\t")
+            {"report": self.reports.append, "event": self.events.append,
+             "done": self.lines.put}[kind](rest)
 
     def do(self, step):
         self.process.stdin.write(step + "\n")

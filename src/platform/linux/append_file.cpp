@@ -115,6 +115,17 @@ std::string ReadFile(const std::string& path, std::uint64_t offset, std::size_t 
     return bytes;
 }
 
+bool RenameFile(const std::string& from, const std::string& to) {
+    return ::access(to.c_str(), F_OK) != 0 && ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool SyncFile(const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const bool synced = file >= 0 && fdatasync(file) == 0;
+    if (file >= 0) ::close(file);
+    return synced;
+}
+
 std::string AbsolutePath(const std::string& path) {
     char directory[PATH_MAX];
     if (path.empty() || path.front() == '/' || getcwd(directory, sizeof directory) == nullptr) {

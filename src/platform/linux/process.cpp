@@ -1,11 +1,14 @@
 #include "platform/process.h"
 
 #include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
+
+#include "platform/linux/signals_held.h"
 
 namespace zvevent {
 
@@ -30,6 +33,15 @@ void DrainAtExit(void (*drain)()) {
 
 void InChildAfterFork(void (*renew)()) {
     if (pthread_atfork(nullptr, nullptr, renew) != 0) throw std::bad_alloc();
+}
+
+void AroundFork(void (*before)(), void (*in_parent)(), void (*in_child)()) {
+    if (pthread_atfork(before, in_parent, in_child) != 0) throw std::bad_alloc();
+}
+
+void WithFileSignalsHeld(const std::function<void()>& work) {
+    const SignalsHeld held({SIGXFSZ});
+    work();
 }
 
 bool ProcessEnds() {

@@ -167,6 +167,15 @@ std::string ReadFile(const std::string& path, std::uint64_t offset, std::size_t 
     return bytes;
 }
 
+bool RenameFile(const std::string& from, const std::string& to) {
+    return MoveFileExW(WideText(from).c_str(), WideText(to).c_str(), 0) != 0;
+}
+
+bool SyncFile(const std::string& path) {
+    const Handle file(path, GENERIC_WRITE);
+    return file.IsOpen() && FlushFileBuffers(file.get()) != 0;
+}
+
 std::string AbsolutePath(const std::string& path) {
     const std::wstring name = WideText(path);
     std::wstring full(GetFullPathNameW(name.c_str(), 0, nullptr, nullptr), L'\0');

@@ -19,6 +19,12 @@ void DrainAtExit(void (*)()) {}
 
 void InChildAfterFork(void (*)()) {}
 
+void AroundFork(void (*)(), void (*)(), void (*)()) {}
+
+void WithFileSignalsHeld(const std::function<void()>& work) {
+    work();
+}
+
 bool ProcessEnds() {
     return shutdown_in_progress != nullptr && shutdown_in_progress() != FALSE;
 }

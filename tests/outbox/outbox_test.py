@@ -1,0 +1,224 @@
+"""The outbox of the webhook output, with a receiver that goes, hangs and refuses, and a process that is
+killed: what was accepted arrives, in order but for repeats.
+
+    outbox_test.py [--kills COUNT] COMMAND...
+"""
+import itertools
+import json
+import pathlib
+import random
+import resource
+import socket
+import sqlite3
+import sys
+import tempfile
+import threading
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "status"))
+kills = int(sys.argv.pop(1)) if sys.argv[1] == "--kills" and sys.argv.pop(1) else 3
+from status_host import PREFIX, SOON_S, Host
+
+HEAD = "HTTP/1.1 {}\r\nContent-Length: 0\r\n\r\n"
+
+
+class Receiver:
+    """Answers as `mode` says: a status with what follows it, "hang", or "drop" for a connection that
+    closes; remembers which it was asked in, and the messages it took. Until `listen` connections are refused."""
+
+    def __init__(self, listen=True):
+        self.socket, self.mode, self.messages, self.asked = socket.socket(), "200 OK", [], set()
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.socket.bind(("127.0.0.1", 0))
+        self.url = f"http://127.0.0.1:{self.socket.getsockname()[1]}/"
+        if listen:
+            self.listen()
+
+    def listen(self):
+        self.socket.listen(64)
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            connection, _ = self.socket.accept()
+            threading.Thread(target=self.serve, args=(connection,), daemon=True).start()
+
+    def serve(self, connection):
+        stream = connection.makefile("rb")
+        try:
+            while head := b"".join(itertools.takewhile(lambda line: line != b"\r\n", stream)):
+                length = int(head.lower().split(b"content-length: ")[1].split(b"\r\n")[0])
+                body = json.loads(stream.read(length))
+                assert ("data" in body) == (b"/cloudevents+json" in head), head
+                message = body.get("data", body)["message"]
+                while self.mode == "hang":
+                    self.asked.add("hang")
+                    time.sleep(0.01)
+                mode = self.mode(message) if callable(self.mode) else self.mode
+                if mode == "drop":
+                    self.asked.add(mode)
+                    break
+                if mode.startswith("200"):
+                    self.messages.append(int(message))
+                connection.sendall(HEAD.format(mode).encode())
+                self.asked.add(mode)
+        except OSError:
+            pass
+        connection.close()
+
+
+def webhook(url, outbox, **more):
+    values = {"enabled": 1, "endpoint_url": url, "backoff_ms": 20, "request_timeout_ms": 5000,
+              "outbox": PREFIX + outbox, **more}
+    body = "".join(f'<value name="{name}">{value}</value>' for name, value in values.items())
+    return f'<key name="webhook"><key name="http"><key name="a">{body}</key></key></key>'
+
+
+def output(status):
+    return next(o for o in status["outputs"] if o["output"] == "webhook/http/a")
+
+
+def check_order(messages, expected):
+    """All of `expected` once and more, each first time after those before it."""
+    firsts = list(dict.fromkeys(messages))
+    assert firsts == sorted(firsts) and set(expected) <= set(firsts), (messages, expected)
+
+
+def soon(condition):
+    end = time.monotonic() + SOON_S
+    while not condition():
+        assert time.monotonic() < end
+        time.sleep(0.01)
+
+
+def pending(host, count, key="pending"):
+    return host.soon(lambda s: output(s)["outbox"][key] == count and output(s))
+
+
+# A receiver that is away, hangs, breaks off, is ill, wants time, and refuses one for good. The callbacks, which
+# come after the webhook, wait for none of it.
+receiver = Receiver(listen=False)
+folder = tempfile.mkdtemp()
+with Host(sinks=webhook(receiver.url, folder + "/x/{pid}.outbox"), folder=folder) as host:
+    assert host.do("number 0") == 0
+    for number, mode in enumerate(("200 OK", "hang", "drop", "503 Ill", "429 Much\r\nRetry-After: 2",
+                                   lambda message: "400 Bad" if message == "55" else "200 OK")):
+        receiver.mode = mode
+        assert host.do("submit 10 3") == 0
+        soon(lambda: len(host.events) == 10 * (number + 1))
+        if mode == "200 OK":
+            assert host.do("flush 300") != 0
+            status = pending(host, 10)
+            assert status["last_error"] == f"zvEvent webhook POST failed: {receiver.url}", status
+            assert status["delivered"] == 10 and status["outbox"]["oldest"], status
+            receiver.listen()
+            pending(host, 0)
+            continue
+        soon(lambda: mode in receiver.asked or callable(mode))
+    # Two seconds were asked for, however often a flush wakes the sender.
+    start = time.monotonic()
+    assert host.do("flush 60000") == 0 and time.monotonic() - start > 0.5
+    refused = pending(host, 1, "refused")
+    assert refused["last_error"] == f"zvEvent webhook POST failed: {receiver.url} answered 400", refused
+    check_order(receiver.messages, [n for n in range(60) if n != 55])
+    assert 55 not in receiver.messages
+    file = next(pathlib.Path(folder, "x").glob("*.outbox"))
+    assert host.do("shutdown") == 0
+    assert sqlite3.connect(file).execute("SELECT id, status FROM refused").fetchall() == [(56, 400)]
+
+# Killed again and again, with a receiver that comes and goes. What a callback was given had gone into the outbox.
+receiver, folder, accepted = Receiver(), tempfile.mkdtemp(), set()
+for round_ in range(kills + 1):
+    first = round_ * 100_000
+    receiver.mode = random.choice(["200 OK", "drop", "500 Ill"]) if round_ < kills else "200 OK"
+    host = Host('<value name="queue_size">2000</value>', webhook(receiver.url, folder + "/killed.outbox"),
+                "status-.json", folder)
+    assert host.do(f"number {first}") == 0
+    if round_ < kills:
+        host.process.stdin.write("submit 500 3\n" * 3)
+        host.process.stdin.flush()
+        enough = random.randrange(1000)
+        soon(lambda: len(host.events) > enough)
+        host.process.kill()
+        host.process.wait()
+        host.listener.join()
+        accepted |= {int(event[0]) for event in host.events}
+    else:
+        while host.do("flush 20000") != 0:
+            pass
+        assert pending(host, 0)["failed"] == 0
+        host.__exit__(None)
+check_order(receiver.messages, accepted)
+repeats = len(receiver.messages) - len(set(receiver.messages))
+print(f"{kills} kills, {len(accepted)} accepted, {len(receiver.messages)} received, {repeats} twice")
+assert repeats <= kills
+
+
+def trouble(prepare, text, fallbacks=7, check=lambda path: True, **how):
+    """A file that cannot serve: the events go out directly, and the status tells why."""
+    receiver, folder = Receiver(), tempfile.mkdtemp()
+    path = pathlib.Path(folder, "bad.outbox")
+    kept = prepare(path)
+    with Host(sinks=webhook(receiver.url, str(path)), folder=folder, **how) as host:
+        assert host.do("submit 7 3") == 0 and host.do("flush 20000") == 0
+        status = host.soon(lambda s: output(s)["delivered"] == 7 and output(s))
+        assert (status["fallback"], status["failed"]) == (fallbacks, 0) and text in status["last_error"], status
+        check_order(receiver.messages, range(7))
+        assert check(path)
+    if kept:
+        kept.__exit__(None)
+
+
+def used_by_other(path):
+    return Host(sinks=webhook("http://127.0.0.1:1", str(path)))
+
+
+trouble(used_by_other, "another process has it in use")
+trouble(lambda path: path.mkdir(), "unable to open")
+trouble(lambda path: sqlite3.connect(path).execute("CREATE TABLE t(x)").connection.close(),
+        "another program's database",
+        check=lambda path: sqlite3.connect(path).execute("SELECT name FROM sqlite_master").fetchall() == [("t",)])
+trouble(lambda path: path.write_bytes(b"damaged " * 1000) and None, "was put aside as", fallbacks=0,
+        check=lambda path: next(path.parent.glob("*.damaged-*")).read_bytes() == b"damaged " * 1000)
+if not PREFIX:
+    def no_large_files():
+        resource.setrlimit(resource.RLIMIT_FSIZE, (16384, 16384))
+    trouble(lambda path: None, "cannot be used", preexec_fn=no_large_files)
+
+# Full: the oldest of the lowest severity goes first, but not what is being sent.
+receiver, folder = Receiver(), tempfile.mkdtemp()
+receiver.mode = "hang"
+with Host(sinks=webhook(receiver.url, folder + "/a", outbox_limit=10), folder=folder) as host:
+    host.do("submit 1 1")
+    soon(lambda: receiver.asked)
+    host.do("submit 11 1")
+    host.do("submit 12 3")
+    assert pending(host, 14, "discarded")["outbox"]["pending"] == 10
+    receiver.mode = "200 OK"
+    assert host.do("flush 20000") == 0
+    assert receiver.messages == [0, *range(15, 24)], receiver.messages
+
+    # A reload hands the outbox over, to another receiver and with another kind of body, ...
+    other, receiver.mode = Receiver(), "hang"
+    receiver.asked.clear()
+    host.do("submit 10 3")
+    soon(lambda: receiver.asked)
+    host.write(host.settings, webhook(other.url, folder + "/a", payload_mode="cloudevents"))
+    assert host.do("reload") == 0
+    host.do("submit 10 3")
+    assert host.do("flush 20000") == 0 and other.messages == list(range(24, 44)), other.messages
+
+    # ... or leaves it as it is, and so does a shutdown.
+    other.mode = "hang"
+    for file in "b", "c":
+        other.asked.clear()
+        host.do("submit 5 3")
+        soon(lambda: other.asked)
+        assert host.do("flush 100") != 0
+        if file == "b":
+            host.write(host.settings, webhook(other.url, folder + "/b"))
+            assert host.do("reload") == 0
+    assert host.do("shutdown") == 0
+    for file in "a", "b":
+        with sqlite3.connect(folder + "/" + file) as left:
+            assert left.execute("SELECT count(*) FROM pending").fetchall() == [(5,)]
