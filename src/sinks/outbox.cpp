@@ -179,7 +179,10 @@ bool Outbox::Flush(std::optional<Clock::time_point> end) {
     const std::int64_t last = store_.LastId();
     if (!receiver_asked_) next_try_ = {};
     work_.notify_all();
-    const auto settled = [&] { return stop_ || !store_.IsOpen() || store_.DoneId() >= last; };
+    const auto settled = [&] {
+        flush_target_ = std::min(flush_target_, last);
+        return stop_ || !store_.IsOpen() || store_.DoneId() >= last;
+    };
     if (end) {
         settled_.wait_until(lock, *end, settled);
     } else {
@@ -199,8 +202,8 @@ SinkFailure Outbox::LastFailure() const {
 }
 
 void Outbox::Run() {
+    std::unique_lock lock(mutex_);
     while (!stop_) {
-        std::unique_lock lock(mutex_);
         if (Contain([&] { Round(lock); })) continue;
         if (!lock.owns_lock()) lock.lock();
         next_try_ = Clock::now() + kAfterTrouble;
@@ -209,7 +212,6 @@ void Outbox::Run() {
 
 // One step of the sender: a sync, a wait, or an event.
 void Outbox::Round(std::unique_lock<std::mutex>& lock) {
-    if (stop_) return;
     if (SyncIsDue()) return Sync(lock);
     if (Clock::now() < next_try_) return Sleep(lock, next_try_);
     receiver_asked_ = false;
@@ -258,6 +260,8 @@ void Outbox::Settle(const OutboxDelivery& delivery, const zvOSHTTPAnswer& answer
     if (!failure.empty()) NoteFailure(std::move(failure));
     if (!trouble.empty()) NoteFailure(std::move(trouble));
     PublishCounts();
+    if (store_.DoneId() < flush_target_) return;
+    flush_target_ = kNoFlush;  // who still waits says so again
     settled_.notify_all();
 }
 

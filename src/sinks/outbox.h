@@ -114,7 +114,9 @@ private:
     std::uint32_t failed_in_a_row_ = 0;  // tries
     bool sender_idle_ = false;           // waits for an event
     std::condition_variable work_;       // for the sender
-    std::condition_variable settled_;    // for who flushes
+    static constexpr std::int64_t kNoFlush = INT64_MAX;
+    std::int64_t flush_target_ = kNoFlush;  // the first event that someone flushes for
+    std::condition_variable settled_;       // for who flushes
 
     // The sender's:
     OutboxEvent event_;

@@ -101,6 +101,15 @@ bool Read(sqlite3* database, const char* sql, std::array<std::int64_t, kColumns>
     return true;
 }
 
+// The first five columns of a table.
+void Read(const Statement& row, OutboxEvent& event) {
+    event.id = row.Number(0);
+    event.severity = static_cast<std::uint32_t>(row.Number(1));
+    event.format = static_cast<std::uint32_t>(row.Number(2));
+    event.put_ns = static_cast<std::uint64_t>(row.Number(3));
+    row.Blob(4, event.body);
+}
+
 bool Execute(sqlite3* database, const char* sql) {
     return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
@@ -160,7 +169,14 @@ bool OutboxStore::Open(const std::string& path, std::string& trouble) {
     path_ = path;
     trouble.clear();
     EnsureDirectory(DirectoryPart(path));  // if it cannot, the file tells
-    return OpenFile() || Recover(trouble);
+    return OpenFile(SQLITE_OPEN_CREATE) || Recover(trouble);
+}
+
+bool OutboxStore::OpenExisting(const std::string& path, std::string& trouble) {
+    Close();
+    path_ = path;
+    trouble.clear();
+    return OpenFile(0) || Fail(trouble);
 }
 
 void OutboxStore::Close() {
@@ -170,7 +186,7 @@ void OutboxStore::Close() {
     });
 }
 
-bool OutboxStore::OpenFile() {
+bool OutboxStore::OpenFile(int flags) {
     bool opened = false;
     explanation_.clear();
     WithFileSignalsHeld([&] {
@@ -179,9 +195,9 @@ bool OutboxStore::OpenFile() {
             explanation_ = "the application uses SQLite without locks";
             return;
         }
-        const int result = sqlite3_open_v2(
-            path_.c_str(), &database_,
-            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+        const int result =
+            sqlite3_open_v2(path_.c_str(), &database_,
+                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | flags, nullptr);
         sqlite3_busy_timeout(database_, kBusyMs);
         opened = result == SQLITE_OK && Execute(database_, "PRAGMA locking_mode=EXCLUSIVE") &&
                  IsOurs() && Execute(database_, kSetUp) && Execute(database_, kCreateTables);
@@ -311,12 +327,9 @@ bool OutboxStore::TakeFirst(OutboxEvent& event, std::string& trouble) {
     Statement& first = statements_->first.With(done_id_);
     switch (first.Step()) {
         case SQLITE_ROW:
-            in_hand_ = event.id = first.Number(0);
-            event.severity = static_cast<std::uint32_t>(first.Number(1));
-            event.format = static_cast<std::uint32_t>(first.Number(2));
-            event.put_ns = static_cast<std::uint64_t>(first.Number(3));
-            first.Blob(4, event.body);
+            Read(first, event);
             first.Reset();
+            in_hand_ = event.id;
             return true;
         case SQLITE_DONE:
             first.Reset();
@@ -350,6 +363,47 @@ bool OutboxStore::Refuse(const OutboxEvent& event, std::uint32_t status, std::ui
     return Recover(trouble);
 }
 
+bool OutboxStore::ForEach(const std::function<void(const OutboxEvent&)>& visit,
+                          std::string& trouble) {
+    for (const char* const table :
+         {"SELECT id, severity, format, put_ns, body, 0, 0 FROM pending ORDER BY id",
+          "SELECT id, severity, format, put_ns, body, status, refused_ns FROM refused ORDER BY "
+          "id"}) {
+        Statement events(database_, table);
+        int result = SQLITE_ERROR;
+        while (events.IsGood() && (result = events.Step()) == SQLITE_ROW) {
+            OutboxEvent event;
+            Read(events, event);
+            event.status = static_cast<std::uint32_t>(events.Number(5));
+            event.refused_ns = static_cast<std::uint64_t>(events.Number(6));
+            visit(event);
+        }
+        if (result != SQLITE_DONE) return NoteFailure() || Fail(trouble);
+    }
+    return true;
+}
+
+bool OutboxStore::RetryRefused(std::string& trouble) {
+    return Change(
+        "INSERT INTO pending SELECT id, severity, format, put_ns, body FROM refused;"
+        "DELETE FROM refused",
+        trouble);
+}
+
+bool OutboxStore::Drop(bool pending, bool refused, std::string& trouble) {
+    return (!pending || Change("DELETE FROM pending", trouble)) &&
+           (!refused || Change("DELETE FROM refused", trouble));
+}
+
+bool OutboxStore::Change(const char* sql, std::string& trouble) {
+    const bool changed = Execute(database_, "BEGIN IMMEDIATE") && Execute(database_, sql) &&
+                         Execute(database_, "COMMIT") && LoadCounts();
+    if (changed) return true;
+    NoteFailure();
+    Execute(database_, "ROLLBACK");
+    return Fail(trouble);
+}
+
 // False when the event is none of this file: it was taken from one that was put aside since.
 bool OutboxStore::CountAsDone(const OutboxEvent& event) {
     if (!IsOpen() || event.id <= done_id_) return false;
@@ -380,7 +434,7 @@ bool OutboxStore::Recover(std::string& trouble) {
     // With its log, which belongs to it alone.
     if (!RenameFile(path_, aside)) return Fail(trouble);
     RenameFile(path_ + "-wal", aside + "-wal");
-    if (!OpenFile()) return Fail(trouble);
+    if (!OpenFile(SQLITE_OPEN_CREATE)) return Fail(trouble);
     trouble.assign("The damaged outbox was put aside as ").append(aside);
     return true;
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -21,6 +22,9 @@ struct OutboxEvent {
     std::uint32_t format = 0;  // of the body, a number of the owner's
     std::uint64_t put_ns = 0;  // nanoseconds since 1970 UTC
     std::string body;
+    // Of a refused one, as ForEach gives it:
+    std::uint32_t status = 0;      // the receiver's answer; 0: the event is pending
+    std::uint64_t refused_ns = 0;  // likewise since 1970
 };
 
 struct OutboxCounts {
@@ -45,6 +49,8 @@ public:
     // Opens the file, creating it and the directories above it. No other process can open it
     // meanwhile.
     bool Open(const std::string& path, std::string& trouble);
+    // The same for a file that is there, and is left as it is when it is damaged.
+    bool OpenExisting(const std::string& path, std::string& trouble);
     bool IsOpen() const { return database_ != nullptr; }
     void Close();
 
@@ -67,6 +73,14 @@ public:
     bool Refuse(const OutboxEvent& event, std::uint32_t status, std::uint64_t now_ns,
                 std::string& trouble);
 
+    // For whoever looks in from outside, while no event is taken.
+
+    // Pending ones first, each table in the order of its ids.
+    bool ForEach(const std::function<void(const OutboxEvent&)>& visit, std::string& trouble);
+    // Makes the refused events pending again, in their old places.
+    bool RetryRefused(std::string& trouble);
+    bool Drop(bool pending, bool refused, std::string& trouble);
+
     const OutboxCounts& counts() const { return counts_; }
     std::int64_t LastId() const { return next_id_ - 1; }  // that was given
     std::int64_t DoneId() const { return done_id_; }      // all up to this one are done with
@@ -74,13 +88,14 @@ public:
 private:
     struct Statements;
 
-    bool OpenFile();
+    bool OpenFile(int flags);
     bool IsOurs();
     bool LoadCounts();
     bool ApplySync();
     bool Insert(const OutboxEvent& event);
     bool DiscardRefused();
     bool DiscardPending(std::uint32_t severity, bool& stays);
+    bool Change(const char* sql, std::string& trouble);
     bool CountAsDone(const OutboxEvent& event);
     // These return false, for the end of a step that failed.
     bool NoteFailure();

@@ -16,6 +16,10 @@ bool OutboxStore::Open(const std::string&, std::string&) {
     return false;
 }
 
+bool OutboxStore::OpenExisting(const std::string&, std::string&) {
+    return false;
+}
+
 void OutboxStore::Close() {}
 
 bool OutboxStore::SetSyncEach(bool, std::string&) {
@@ -35,6 +39,18 @@ bool OutboxStore::Remove(const OutboxEvent&, std::string&) {
 }
 
 bool OutboxStore::Refuse(const OutboxEvent&, std::uint32_t, std::uint64_t, std::string&) {
+    return false;
+}
+
+bool OutboxStore::ForEach(const std::function<void(const OutboxEvent&)>&, std::string&) {
+    return false;
+}
+
+bool OutboxStore::RetryRefused(std::string&) {
+    return false;
+}
+
+bool OutboxStore::Drop(bool, bool, std::string&) {
     return false;
 }
 

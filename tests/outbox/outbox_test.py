@@ -5,11 +5,14 @@ killed: what was accepted arrives, in order but for repeats.
 """
 import itertools
 import json
+import os
 import pathlib
 import random
 import resource
+import shlex
 import socket
 import sqlite3
+import subprocess
 import sys
 import tempfile
 import threading
@@ -19,6 +22,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "status"))
 kills = int(sys.argv.pop(1)) if sys.argv[1] == "--kills" and sys.argv.pop(1) else 3
 from status_host import PREFIX, SOON_S, Host
 
+TOOL = shlex.split(os.environ["ZVEVENT_TOOL"])
 HEAD = "HTTP/1.1 {}\r\nContent-Length: 0\r\n\r\n"
 
 
@@ -84,6 +88,14 @@ def check_order(messages, expected):
     assert firsts == sorted(firsts) and set(expected) <= set(firsts), (messages, expected)
 
 
+def tool(*arguments):
+    """What `zvevent outbox` prints, a line each."""
+    *options, file = arguments
+    done = subprocess.run([*TOOL, "outbox", *options, PREFIX + str(file)], capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done
+    return done.stdout.splitlines()
+
+
 def soon(condition):
     end = time.monotonic() + SOON_S
     while not condition():
@@ -124,7 +136,13 @@ with Host(sinks=webhook(receiver.url, folder + "/x/{pid}.outbox"), folder=folder
     assert 55 not in receiver.messages
     file = next(pathlib.Path(folder, "x").glob("*.outbox"))
     assert host.do("shutdown") == 0
-    assert sqlite3.connect(file).execute("SELECT id, status FROM refused").fetchall() == [(56, 400)]
+    listed = [json.loads(line) for line in tool("--json", file)]
+    assert [(event["id"], event["status"], event["body"]["message"]) for event in listed] == [(56, 400, "55")]
+    tool("--retry", file)
+    assert [json.loads(line)["message"] for line in tool("--export", file)] == ["55"]
+    assert tool(file)[-1] == "1 pending, 0 refused"
+    tool("--drop", "all", file)
+    assert tool(file) == ["0 pending, 0 refused"]
 
 # Killed again and again, with a receiver that comes and goes. What a callback was given had gone into the outbox.
 receiver, folder, accepted = Receiver(), tempfile.mkdtemp(), set()

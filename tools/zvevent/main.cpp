@@ -14,6 +14,7 @@ constexpr Subcommand kSubcommands[] = {
     {"check", "tell what the library makes of a configuration file", ConfigureCheck},
     {"send", "submit events as an application does", ConfigureSend},
     {"listen", "receive and show what the network outputs send", ConfigureListen},
+    {"outbox", "list, export, retry or drop what waits in an outbox", ConfigureOutbox},
     {"status", "show a status file as a table", ConfigureStatus},
 };
 

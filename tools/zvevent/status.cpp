@@ -133,16 +133,26 @@ private:
         Line("active alerts", Number(status.at("alerts"), "active"));
     }
 
+    // What an outbox keeps; empty: nothing, or there is none.
+    static std::string Waiting(const Json& output) {
+        if (!output.contains("outbox")) return {};
+        const Json& outbox = output.at("outbox");
+        if (Number(outbox, "pending") == "0") return {};
+        return Number(outbox, "pending") + " wait in the outbox since " + String(outbox, "oldest");
+    }
+
     void WriteOutputs(const Json& outputs) {
         Table table;
         table.Add({"output", "delivered", "below", "failed", "fallback", "state"});
         for (const Json& output : outputs) {
             const bool failing = output.value("failing", false);
             const std::string error = String(output, "last_error");
+            const std::string waiting = Waiting(output);
             const std::string state =
-                failing         ? paint_(Colour::kRed, "failing: " + error)
-                : error.empty() ? paint_(Colour::kGreen, "good")
-                                : "good again; " + String(output, "last_error_at") + " " + error;
+                failing            ? paint_(Colour::kRed, "failing: " + error)
+                : !waiting.empty() ? waiting + "; " + error
+                : error.empty()    ? paint_(Colour::kGreen, "good")
+                                   : "good again; " + String(output, "last_error_at") + " " + error;
             report_.is_good = report_.is_good && !failing;
             table.Add({String(output, "output"), Number(output, "delivered"),
                        Number(output, "below_severity"), Number(output, "failed"),

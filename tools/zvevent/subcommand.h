@@ -29,6 +29,7 @@ Subcommand::Run ConfigureCheck(CLI::App& command);
 Subcommand::Run ConfigureInit(CLI::App& command);
 Subcommand::Run ConfigureSend(CLI::App& command);
 Subcommand::Run ConfigureListen(CLI::App& command);
+Subcommand::Run ConfigureOutbox(CLI::App& command);
 Subcommand::Run ConfigureStatus(CLI::App& command);
 
 }  // namespace zvevent::tool
