@@ -1,6 +1,7 @@
-// The file that an outbox keeps its events in: an SQLite database of two tables, "pending" with
-// what is still to be sent, in the order of its ids, and "refused" with what a receiver will never
-// take. What was put in survives the end of the process, whatever ends it.
+// The file that an outbox keeps its events in: an SQLite database of three tables: "pending" with
+// what is still to be sent, in the order of its ids, "refused" with what a receiver will never
+// take, and "done" with the id up to which pending events are done with. What was put in survives
+// the end of the process, whatever ends it.
 //
 // One thread at a time: the owner locks. Functions wait for the disk.
 #pragma once
@@ -96,6 +97,7 @@ private:
     bool DiscardRefused();
     bool DiscardPending(std::uint32_t severity, bool& stays);
     bool Change(const char* sql, std::string& trouble);
+    bool RemoveDone();
     bool CountAsDone(const OutboxEvent& event);
     // These return false, for the end of a step that failed.
     bool NoteFailure();
@@ -115,6 +117,7 @@ private:
     std::int64_t next_id_ = 1;
     std::int64_t done_id_ = 0;
     std::int64_t in_hand_ = 0;
+    std::uint32_t unremoved_ = 0;  // events done with that are still in the file
 };
 
 }  // namespace zvevent

@@ -5,6 +5,7 @@ import socket
 import ssl
 import subprocess
 import threading
+from itertools import takewhile
 
 OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
 
@@ -70,10 +71,11 @@ class Server:
             connection.close()
 
     def read(self, stream):
-        while head := b"".join(iter(stream.readline, b"\r\n")).decode("latin-1").splitlines():
+        while head := b"".join(takewhile(b"\r\n".__ne__, stream)).decode("latin-1").splitlines():
             length = [line for line in head if line.startswith("Content-Length: ")]
-            self.requests.append((head, stream.read(int(length[0][16:]) if length else 0)))
-            yield
+            request = head, stream.read(int(length[0][16:]) if length else 0)
+            self.requests.append(request)
+            yield request
 
 
 def answering(answer, once=False):

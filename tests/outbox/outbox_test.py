@@ -3,14 +3,12 @@ killed: what was accepted arrives, in order but for repeats.
 
     outbox_test.py [--kills COUNT] COMMAND...
 """
-import itertools
 import json
 import os
 import pathlib
 import random
 import resource
 import shlex
-import socket
 import sqlite3
 import subprocess
 import sys
@@ -18,57 +16,37 @@ import tempfile
 import threading
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "status"))
+sys.path += [str(pathlib.Path(__file__).resolve().parents[1] / folder) for folder in ("http", "status")]
 kills = int(sys.argv.pop(1)) if sys.argv[1] == "--kills" and sys.argv.pop(1) else 3
+from http_tools import Server
 from status_host import PREFIX, SOON_S, Host
 
 TOOL = shlex.split(os.environ["ZVEVENT_TOOL"])
-HEAD = "HTTP/1.1 {}\r\nContent-Length: 0\r\n\r\n"
 
 
-class Receiver:
+class Receiver(Server):
     """Answers as `mode` says: a status with what follows it, "hang", or "drop" for a connection that
-    closes; remembers which it was asked in, and the messages it took. Until `listen` connections are refused."""
+    closes. Remembers which it was asked in, and the messages it took."""
 
-    def __init__(self, listen=True):
-        self.socket, self.mode, self.messages, self.asked = socket.socket(), "200 OK", [], set()
-        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        self.socket.bind(("127.0.0.1", 0))
-        self.url = f"http://127.0.0.1:{self.socket.getsockname()[1]}/"
-        if listen:
-            self.listen()
+    def __init__(self):
+        super().__init__(self.answer)
+        self.mode, self.messages, self.asked = "200 OK", [], set()
 
-    def listen(self):
-        self.socket.listen(64)
-        threading.Thread(target=self.accept, daemon=True).start()
-
-    def accept(self):
-        while True:
-            connection, _ = self.socket.accept()
-            threading.Thread(target=self.serve, args=(connection,), daemon=True).start()
-
-    def serve(self, connection):
-        stream = connection.makefile("rb")
-        try:
-            while head := b"".join(itertools.takewhile(lambda line: line != b"\r\n", stream)):
-                length = int(head.lower().split(b"content-length: ")[1].split(b"\r\n")[0])
-                body = json.loads(stream.read(length))
-                assert ("data" in body) == (b"/cloudevents+json" in head), head
-                message = body.get("data", body)["message"]
-                while self.mode == "hang":
-                    self.asked.add("hang")
-                    time.sleep(0.01)
-                mode = self.mode(message) if callable(self.mode) else self.mode
-                if mode == "drop":
-                    self.asked.add(mode)
-                    break
-                if mode.startswith("200"):
-                    self.messages.append(int(message))
-                connection.sendall(HEAD.format(mode).encode())
-                self.asked.add(mode)
-        except OSError:
-            pass
-        connection.close()
+    def answer(self, connection, requests):
+        for head, body in requests:
+            body = json.loads(body)
+            assert ("data" in body) == any("/cloudevents+json" in line for line in head), head
+            message = body.get("data", body)["message"]
+            while self.mode == "hang":
+                self.asked.add("hang")
+                time.sleep(0.01)
+            mode = self.mode(message) if callable(self.mode) else self.mode
+            if mode.startswith("200"):
+                self.messages.append(int(message))
+            self.asked.add(mode)
+            if mode == "drop":
+                return
+            connection.sendall(f"HTTP/1.1 {mode}\r\nContent-Length: 0\r\n\r\n".encode())
 
 
 def webhook(url, outbox, **more):
@@ -109,9 +87,8 @@ def pending(host, count, key="pending"):
 
 # A receiver that is away, hangs, breaks off, is ill, wants time, and refuses one for good. The callbacks, which
 # come after the webhook, wait for none of it.
-receiver = Receiver(listen=False)
-folder = tempfile.mkdtemp()
-with Host(sinks=webhook(receiver.url, folder + "/x/{pid}.outbox"), folder=folder) as host:
+receiver, folder, nobody = Receiver(), tempfile.mkdtemp(), "http://127.0.0.1:1/"
+with Host(sinks=webhook(nobody, folder + "/x/{pid}.outbox"), folder=folder) as host:
     assert host.do("number 0") == 0
     for number, mode in enumerate(("200 OK", "hang", "drop", "503 Ill", "429 Much\r\nRetry-After: 2",
                                    lambda message: "400 Bad" if message == "55" else "200 OK")):
@@ -121,9 +98,10 @@ with Host(sinks=webhook(receiver.url, folder + "/x/{pid}.outbox"), folder=folder
         if mode == "200 OK":
             assert host.do("flush 300") != 0
             status = pending(host, 10)
-            assert status["last_error"] == f"zvEvent webhook POST failed: {receiver.url}", status
+            assert status["last_error"] == f"zvEvent webhook POST failed: {nobody}", status
             assert status["delivered"] == 10 and status["outbox"]["oldest"], status
-            receiver.listen()
+            host.write(host.settings, webhook(receiver.url(), folder + "/x/{pid}.outbox"))
+            assert host.do("reload") == 0
             pending(host, 0)
             continue
         soon(lambda: mode in receiver.asked or callable(mode))
@@ -131,7 +109,7 @@ with Host(sinks=webhook(receiver.url, folder + "/x/{pid}.outbox"), folder=folder
     start = time.monotonic()
     assert host.do("flush 60000") == 0 and time.monotonic() - start > 0.5
     refused = pending(host, 1, "refused")
-    assert refused["last_error"] == f"zvEvent webhook POST failed: {receiver.url} answered 400", refused
+    assert refused["last_error"] == f"zvEvent webhook POST failed: {receiver.url()} answered 400", refused
     check_order(receiver.messages, [n for n in range(60) if n != 55])
     assert 55 not in receiver.messages
     file = next(pathlib.Path(folder, "x").glob("*.outbox"))
@@ -149,7 +127,7 @@ receiver, folder, accepted = Receiver(), tempfile.mkdtemp(), set()
 for round_ in range(kills + 1):
     first = round_ * 100_000
     receiver.mode = random.choice(["200 OK", "drop", "500 Ill"]) if round_ < kills else "200 OK"
-    host = Host('<value name="queue_size">2000</value>', webhook(receiver.url, folder + "/killed.outbox"),
+    host = Host('<value name="queue_size">2000</value>', webhook(receiver.url(), folder + "/killed.outbox"),
                 "status-.json", folder)
     assert host.do(f"number {first}") == 0
     if round_ < kills:
@@ -177,7 +155,7 @@ def trouble(prepare, text, fallbacks=7, check=lambda path: True, **how):
     receiver, folder = Receiver(), tempfile.mkdtemp()
     path = pathlib.Path(folder, "bad.outbox")
     kept = prepare(path)
-    with Host(sinks=webhook(receiver.url, str(path)), folder=folder, **how) as host:
+    with Host(sinks=webhook(receiver.url(), str(path)), folder=folder, **how) as host:
         assert host.do("submit 7 3") == 0 and host.do("flush 20000") == 0
         status = host.soon(lambda s: output(s)["delivered"] == 7 and output(s))
         assert (status["fallback"], status["failed"]) == (fallbacks, 0) and text in status["last_error"], status
@@ -188,7 +166,7 @@ def trouble(prepare, text, fallbacks=7, check=lambda path: True, **how):
 
 
 def used_by_other(path):
-    return Host(sinks=webhook("http://127.0.0.1:1", str(path)))
+    return Host(sinks=webhook(nobody, str(path)))
 
 
 trouble(used_by_other, "another process has it in use")
@@ -206,7 +184,7 @@ if not PREFIX:
 # Full: the oldest of the lowest severity goes first, but not what is being sent.
 receiver, folder = Receiver(), tempfile.mkdtemp()
 receiver.mode = "hang"
-with Host(sinks=webhook(receiver.url, folder + "/a", outbox_limit=10), folder=folder) as host:
+with Host(sinks=webhook(receiver.url(), folder + "/a", outbox_limit=10), folder=folder) as host:
     host.do("submit 1 1")
     soon(lambda: receiver.asked)
     host.do("submit 11 1")
@@ -221,7 +199,7 @@ with Host(sinks=webhook(receiver.url, folder + "/a", outbox_limit=10), folder=fo
     receiver.asked.clear()
     host.do("submit 10 3")
     soon(lambda: receiver.asked)
-    host.write(host.settings, webhook(other.url, folder + "/a", payload_mode="cloudevents"))
+    host.write(host.settings, webhook(other.url(), folder + "/a", payload_mode="cloudevents"))
     assert host.do("reload") == 0
     host.do("submit 10 3")
     assert host.do("flush 20000") == 0 and other.messages == list(range(24, 44)), other.messages
@@ -234,7 +212,7 @@ with Host(sinks=webhook(receiver.url, folder + "/a", outbox_limit=10), folder=fo
         soon(lambda: other.asked)
         assert host.do("flush 100") != 0
         if file == "b":
-            host.write(host.settings, webhook(other.url, folder + "/b"))
+            host.write(host.settings, webhook(other.url(), folder + "/b"))
             assert host.do("reload") == 0
     assert host.do("shutdown") == 0
     for file in "a", "b":
