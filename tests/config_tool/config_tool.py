@@ -93,6 +93,8 @@ class ConfigTool(unittest.TestCase):
         written = self.read()
         found = self.check()
         self.assertEqual(found["findings"], [])
+        if not ON_WINDOWS:
+            self.assertEqual(os.stat(self.path).st_mode & 0o777, 0o600)
         for setting in found["settings"]:
             self.assertEqual(setting["from"], "file" if setting["in_force"] else "default")
         self.assertTrue(self.starts())

@@ -1,7 +1,7 @@
 """What the built library shows to the outside: exactly what the headers declare, its own name, and
 on Windows the DLLs that it needs, how it may be loaded and what its properties say.
 
-    check_exports.py LIBRARY VERSION NM OBJDUMP
+    check_exports.py LIBRARY VERSION NM OBJDUMP FORTIFIED
 """
 import pathlib
 import re
@@ -23,7 +23,7 @@ def plain(symbols):
                   for match, symbol in zip(mangled, symbols))
 
 
-library, version, nm, objdump = sys.argv[1:]
+library, version, nm, objdump, fortified = sys.argv[1:]
 text = subprocess.check_output([objdump, "-p", library], text=True)
 if library.endswith(".dll"):
     table = text.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
@@ -51,6 +51,17 @@ else:
     assert all(name.endswith("@@ZVEVENT_1") for name in exports), exports
     exports = [name.removesuffix("@@ZVEVENT_1") for name in exports]
     assert re.findall(r"SONAME\s+(\S+)", text) == ["libzvEvent.so.1"], text
+    # Nothing to overwrite once it is loaded, nothing both writable and executable, checked returns.
+    assert re.search(r"RELRO .*\n.*flags r--", text) and re.search(r"FLAGS_1 +0x0*9\b", text), text
+    assert re.search(r"STACK .*\n.*flags rw-", text), text
+    assert "TEXTREL" not in text and "flags rwx" not in text, text
+    imports = subprocess.check_output([nm, "-D", "-u", library], text=True)
+    if fortified == "1":
+        assert "__stack_chk_fail" in imports and re.search(r"__(?!stack)\w+_chk\b", imports), imports
+    if "x86-64" in text:
+        entries = subprocess.check_output([objdump, "-d", "--no-show-raw-insn", library], text=True)
+        for name in exports:
+            assert re.search(rf"<{name}>:\n.*endbr64", entries), name
     # Bound at run time, a call between exports would land in another copy of the library.
     relocations = subprocess.check_output([objdump, "-R", library], text=True)
     assert not re.findall(r"\bzvEvent\w*|_Z\d+zvEvent\w*", relocations), relocations

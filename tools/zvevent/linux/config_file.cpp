@@ -10,8 +10,9 @@
 namespace zvevent::tool {
 
 std::string CreateEmptyFile(const std::string& path) {
-    constexpr mode_t kAsTheUmaskSays = 0666;
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kAsTheUmaskSays);
+    // It is going to hold tokens and passwords.
+    constexpr mode_t kOwnerAlone = 0600;
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerAlone);
     if (file < 0) return std::generic_category().message(errno);
     close(file);
     return {};
