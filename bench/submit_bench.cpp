@@ -119,6 +119,25 @@ void SubmitFiltered(benchmark::State& state) {
 }
 BENCHMARK(SubmitFiltered);
 
+// The worker is held in a callback, so that the queue stays full.
+void SubmitToFullQueue(benchmark::State& state) {
+    Library::Instance();
+    static std::atomic<bool> held;
+    held = true;
+    std::uint32_t id = 0;
+    const zvEventRecord record = SampleRecord();
+    zvEventRegisterCallback([](const zvEventRecord*, void*) { held.wait(true); }, nullptr, &id);
+    for (int i = 0; i < 1100; ++i)
+        zvEventSubmit(&record);
+    for (auto _ : state)
+        zvEventSubmit(&record);
+    held = false;
+    held.notify_all();
+    zvEventUnregisterCallback(id);
+    zvEventFlush(0);
+}
+BENCHMARK(SubmitToFullQueue);
+
 void Floor(benchmark::State& state) {
     static std::atomic<std::uint64_t> id{1};
     static std::mutex mutex;
