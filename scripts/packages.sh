@@ -4,6 +4,7 @@
 base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-dev libsqlite3-dev
     googletest libbenchmark-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
+fuzz_packages=(libclang-rt-14-dev libexpat1-dev)
 check_packages=(clang clang-format cppcheck gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)
 tidy_packages=(clang-tidy)
