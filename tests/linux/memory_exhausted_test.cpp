@@ -81,6 +81,7 @@ TEST(MemoryExhausted, NoCallOfARunningLibraryHurtsIt) {
     const std::string config = CsvConfig(directory);
     ASSERT_EQ(zvEventInitialize(config.c_str()), ZVEVENT_OK);
     static std::atomic<int> delivered;
+    delivered = 0;
     const zvEventCallback count = [](const zvEventRecord*, void*) { ++delivered; };
     const zvEventCallback ignore = [](const zvEventRecord*, void*) {};
     std::uint32_t id = 0, further_id = 0;
