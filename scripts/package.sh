@@ -91,6 +91,13 @@ try_zip() {
     run_consumer "$wine" zvEvent/bin/consumer_cpp.exe
     "$wine" zvEvent/bin/zvevent.exe --version
 
+    heading "The ZIP file, as docs/install.md says without CMake"
+    cp -- "$root/examples/cpp/first_event.cpp" .
+    quietly bash -e <(sed -n '/^x86_64-w64-mingw32-g++/,/^```/{/^```/!p}' "$root/docs/install.md")
+    mv first_event.exe zvEvent/bin
+    touch events.xml
+    "$wine" zvEvent/bin/first_event.exe
+
     heading "The ZIP file, in the form of Visual C++"
     local source=$root/tests/consumer/msvc target=x86_64-pc-windows-msvc
     quietly clang --target=$target -Wall -Wextra -Werror -c "$source/start.c" -o start.obj

@@ -1,6 +1,6 @@
 """Does what the README and the handbook say, a folder for each page, and follows their links.
 
-    run_pages.py PROJECT
+    run_pages.py PROJECT [PAGE...]
 
 A comment before a fenced block says what is done with it:
     <!-- same as PATH -->    it must be that file of the project, whole
@@ -10,6 +10,8 @@ A comment before a fenced block says what is done with it:
                              done when it has printed its first line
     <!-- shows -->           what the last command printed must hold these lines, "..." standing for
     <!-- shows beside -->    anything in a line; what runs beside is waited for
+
+Of every configuration in a page, or part of one, `zvevent check` must find nothing to say.
 
 The pages share a home folder, so what getting-started.md installs in ~/zvevent is there for those
 behind it. The project lies in every page's folder as zvEvent, as if cloned, and the ports in the pages
@@ -27,7 +29,7 @@ import tempfile
 import time
 
 DEADLINE_S = 120
-PORTS = ["5140", "1162"]
+PORTS = ["5140", "1162", "8080"]
 BLOCK = re.compile(r"^<!-- (same as|file|run|shows)(?: (\S+))? -->\n+```\w*\n(.*?)^```", re.M | re.S)
 
 
@@ -83,6 +85,16 @@ def follow(page, project, stop):
                 sys.exit(f"{page.name}: failed:\n{text}\n{log.read_text()}")
 
 
+def check_configurations(page):
+    for text in re.findall(r"^```xml\n(.*?)^```", page.read_text(), re.M | re.S):
+        if "<zvCFG>" not in text:
+            inner = text if 'name="core"' in text else f'<key name="sink">{text}</key>'
+            text = f'<zvCFG><key name="QRV"><key name="Events">{inner}</key></key></zvCFG>'
+        pathlib.Path("shown.xml").write_text(text)
+        done = subprocess.run(["zvevent", "check", "shown.xml"], capture_output=True, text=True)
+        assert done.returncode == 0, f"{page.name}: {text}\n{done.stdout}{done.stderr}"
+
+
 def free_port():
     with socket.socket(type=socket.SOCK_DGRAM) as probe:
         probe.bind(("127.0.0.1", 0))
@@ -93,11 +105,13 @@ project = pathlib.Path(sys.argv[1]).resolve()
 ports = {port: free_port() for port in PORTS}
 with tempfile.TemporaryDirectory() as home:
     os.environ.update(HOME=home, PATH=f"{home}/zvevent/bin:{os.environ['PATH']}")
-    for page in sorted(path for folder in (".", "docs", "examples")
-                       for path in (project / folder).glob("*.md")):
+    named = [project / name for name in sys.argv[2:]]
+    for page in named or sorted(path for folder in (".", "docs", "examples")
+                                for path in (project / folder).glob("*.md")):
         folder = pathlib.Path(home, page.parent.name + "-" + page.stem)
         folder.mkdir()
         os.chdir(folder)
         pathlib.Path("zvEvent").symlink_to(project)
         with contextlib.ExitStack() as stop:
             follow(page, project, stop)
+            check_configurations(page)
