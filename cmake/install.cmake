@@ -33,9 +33,10 @@ configure_file(cmake/zvEvent.pc.in zvEvent.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zvEvent.pc
   DESTINATION ${pkgconfig_dir} COMPONENT development)
 
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
-  REGEX "/docs/(api|man|mib|models|schema)$" EXCLUDE)
+  REGEX "/docs/(api|models)$" EXCLUDE)
 install(DIRECTORY docs/mib docs/schema DESTINATION ${data_dir} COMPONENT tool)
 
 if(WIN32)
