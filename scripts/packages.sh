@@ -8,8 +8,8 @@ fuzz_packages=(libclang-rt-14-dev libexpat1-dev)
 check_packages=(clang clang-format cppcheck gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)
 tidy_packages=(clang-tidy)
-peer_packages=(nginx-light python3-jsonschema rsyslog snmp snmptrapd smitools prometheus
-    prometheus-alertmanager logrotate)
+peer_packages=(nginx-light python3-jsonschema rsyslog rsyslog-relp snmp snmptrapd smitools prometheus
+    prometheus-alertmanager logrotate mosquitto mosquitto-clients)
 package_packages=(clang lld llvm make file unzip git)
 bench_packages=(libspdlog-dev rapidjson-dev gnuplot-nox)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev gcc make

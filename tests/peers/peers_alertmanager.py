@@ -1,4 +1,5 @@
 """Alert documents in a real Alertmanager, configured as docs/alertmanager.md shows."""
+import contextlib
 import json
 import os
 import pathlib
@@ -28,15 +29,15 @@ def documents(events, prefix="ZvEvent"):
                           timeout=120).stdout.splitlines()
 
 
-def call(path, document=None):
-    request = urllib.request.Request(API + path, document, {"Content-Type": "application/json"})
+def call(path, document=None, api=API):
+    request = urllib.request.Request(api + path, document, {"Content-Type": "application/json"})
     with direct.open(request, timeout=peers.DEADLINE_S) as reply:
         return reply.read()
 
 
-def is_ready():
+def is_ready(api=API):
     try:
-        return call("/-/ready")
+        return call("/-/ready", api=api)
     except OSError:
         return False
 
@@ -108,6 +109,43 @@ def check_example():
     assert [path for path, _ in fired] == ["/on-call"], fired
 
 
+def check_pair(directory):
+    """Two that know each other, as the page starts them, with every document posted to both: one of
+    them notifies of the alert, and when that is gone the other notifies of its end."""
+    page = peers.documented("alertmanager.md", "sh cluster").replace("\\\n", " ")
+    names = {name: f"127.0.0.1:{peers.free_port(socket.SOCK_STREAM)}" for name in ("FIRST", "SECOND")}
+    apis = {name: f"http://127.0.0.1:{peers.free_port(socket.SOCK_STREAM)}" for name in names}
+    with contextlib.ExitStack() as both:
+        members = {}
+        for name, own in names.items():
+            text = page.replace("0.0.0.0:9094", own).replace("FILE", str(path))
+            for peer, address in names.items():
+                text = text.replace(f"{peer}:9094", address)
+            members[name] = both.enter_context(peers.running([
+                *shlex.split(text), f"--storage.path={directory}/{name}",
+                f"--web.listen-address={apis[name][7:]}", "--cluster.peer-timeout=5s"]))
+        for name, api in apis.items():
+            peers.wait_for(lambda: is_ready(api), name)
+            peers.wait_for(lambda: len(json.loads(call("/api/v2/status", api=api))["cluster"]["peers"])
+                           == 2, "the cluster")
+
+        def post(action):
+            document, = documents([{"event_type": "pair", "severity": 2, "message": "x", "action": action}])
+            for name in members:
+                call("/api/v2/alerts", document, apis[name])
+
+        post("raise")
+        notified("ZvEventPair", "firing")
+        peers.wait_for(lambda: any(re.search("^alertmanager_nflog_gossip_messages_propagated_total [1-9]",
+                                             call("/metrics", api=api).decode(), re.M)
+                                   for api in apis.values()), "the other's news of the notification")
+        members.pop("FIRST").terminate()
+        post("clear")
+        # The other waited its 5 s with the notification that the first had sent, before it sent this.
+        notified("ZvEventPair", "resolved")
+        assert len(notified("ZvEventPair", "firing")) == 1
+
+
 with tempfile.TemporaryDirectory() as directory, peers.listening("http") as listener:
     # The page's own, but for the receiver's port and times that a test can wait for.
     text = peers.documented("alertmanager.md", "yaml").replace("127.0.0.1:9099", f"127.0.0.1:{listener.ports['http']}")
@@ -121,3 +159,4 @@ with tempfile.TemporaryDirectory() as directory, peers.listening("http") as list
             check_example()
         check_life()
         check_names()
+    check_pair(directory)
