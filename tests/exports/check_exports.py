@@ -33,10 +33,14 @@ if library.endswith(".dll"):
     assert needed and needed <= SYSTEM_DLLS, needed - SYSTEM_DLLS
     characteristics = text.split("DllCharacteristics")[1].split("SizeOfStackReserve")[0]
     assert LOADING <= set(characteristics.split()), characteristics
+    # Checked returns and copies, by the texts of what they call.
+    contents = pathlib.Path(library).read_bytes()
+    if fortified == "1":
+        assert b"stack smashing detected" in contents and b"buffer overflow detected" in contents
     # No symbols, the same bytes from the same sources, and which Windows at least.
     assert re.search(r"symbols stripped.*Time/Date\s+Thu Jan  1 00:00:00 1970\s.*"
                      r"MajorSubsystemVersion\s+10\s", text, re.S), text
-    described = pathlib.Path(library).read_bytes().decode("utf-16-le", "replace")
+    described = contents.decode("utf-16-le", "replace")
     for name, value in (("CompanyName", "zvEvent"), ("ProductName", "zvEvent"),
                         ("LegalCopyright", "The zvEvent authors"), ("FileVersion", version),
                         ("OriginalFilename", pathlib.Path(library).name)):
