@@ -113,7 +113,7 @@ try_zip() {
     run_consumer "$wine" zvEvent/bin/consumer_msvc.exe
     local name
     for name in pugixml libcurl SQLite mingw-w64 'libgcc and libstdc++' CLI11 nlohmann-json \
-        cpp-httplib; do
+        cpp-httplib uPlot; do
         grep -qx "## $name" zvEvent/share/zvevent/THIRD-PARTY.md || fail "no notice of $name"
     done
     llvm-pdbutil dump -publics zvEvent/bin/zvEvent.pdb | grep -F '`zvEventSubmit`' >/dev/null ||

@@ -10,6 +10,7 @@ docs_packages=(doxygen)
 tidy_packages=(clang-tidy)
 peer_packages=(nginx-light python3-jsonschema rsyslog rsyslog-relp snmp snmptrapd smitools prometheus
     prometheus-alertmanager logrotate mosquitto mosquitto-clients)
+web_packages=(chromium nodejs)
 package_packages=(clang lld llvm make file unzip git)
 bench_packages=(libspdlog-dev rapidjson-dev gnuplot-nox)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev gcc make

@@ -1,5 +1,6 @@
 """The command-line tool as a user runs it: what send submits arrives at listen as it was, and whatever
 else arrives is shown and harms nothing."""
+import http.client
 import json
 import os
 import pathlib
@@ -106,6 +107,24 @@ def check_messages():
                 assert listener.wait(count)[-1]["malformed"].startswith(f"answered with {status}")
 
 
+def check_page():
+    """What is held stands in the page, where it cannot end its place, for who names this machine."""
+    with peers.listening("http", "web") as listener:
+        for text in '"</script>"', "</script>":
+            send_raw("http", listener.ports["http"], text)
+        url = f"http://127.0.0.1:{listener.ports['web']}/"
+
+        def held():
+            page = urllib.request.urlopen(url, timeout=peers.DEADLINE_S).read().decode()
+            return json.loads(re.search(r'id="held"[^>]*>(.*?)</script>', page, re.S)[1]).get("messages", [])
+        messages = peers.wait_for(lambda: len(held()) == 2 and held(), "both in the page")
+        assert messages[0]["json"] == "</script>" and messages[1]["malformed"] == "not JSON", messages
+        for host, status in ("elsewhere.example", 421), ("127.0.0.1.example", 421), ("localhost:1", 200), ("[::1]", 200):
+            connection = http.client.HTTPConnection("127.0.0.1", listener.ports["web"])
+            connection.request("GET", "/", headers={"Host": host})
+            assert connection.getresponse().status == status, host
+
+
 def check_garbage(originals):
     """Messages cut, changed and repeated at random end nothing and steer no terminal."""
     chance = random.Random(7)
@@ -187,5 +206,6 @@ def check_status(folder):
 with tempfile.TemporaryDirectory() as directory:
     check_garbage(check_way(directory))
     check_messages()
+    check_page()
     check_exit_codes(directory)
     check_status(directory)
