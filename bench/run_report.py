@@ -61,7 +61,7 @@ def google_benchmarks():
     """CPU nanoseconds and counters by benchmark; CPU time, as others may run on the machine."""
     done = subprocess.run(
         [bin_folder / "zvevent_bench", "--benchmark_format=json", f"--benchmark_repetitions={min(repetitions, 5)}",
-         "--benchmark_filter=Filtered|Floor|FullQueue|CsvRow|Json|Cloud|Alertmanager|SyslogM|SnmpT|AlertRaise"],
+         "--benchmark_filter=Filtered|Floor|FullQueue|CsvRow|Json|Cloud|Alertmanager|SyslogM|SnmpT|Outbox|ToReceiver|AlertRaise"],
         capture_output=True, text=True, check=True)
     runs = {}
     for entry in json.loads(done.stdout)["benchmarks"]:
@@ -219,6 +219,13 @@ target("JSON document, speed of RapidJSON's writer (CPU)", cpu("JsonDocumentByRa
 target("a raise with 1,000,000 active alerts, of one with 1,000 (CPU)",
        cpu("AlertRaise/1000000") / cpu("AlertRaise/1000"), most=3)
 target("bytes an alert beside its key", bench["AlertRaise/1000000"]["bytes_beside_key"], most=150)
+into, directly, through = (bench.get(f"BM_{name}", {}) for name in (
+    "IntoOutbox/normal", "ToReceiver/directly", "ToReceiver/through_outbox"))
+if into:
+    target("a write into the outbox, median", into["median_us"], most=15, unit=" us")
+    target("events a second into the outbox", into["items_per_second"], least=20000)
+    target("sending through the outbox, rate of the direct way",
+           through["items_per_second"] / directly["items_per_second"], least=0.8)
 target("memory at rest, queue of 1,000,000 beside one of 1,024", (rest_large - rest_small) / 1024, most=1, unit=" MiB")
 target("memory after a burst of 100,000 events of 5 KB, beside rest", (after_burst - rest_large) / 1024, most=16, unit=" MiB")
 
@@ -254,9 +261,12 @@ repetitions; load {os.getloadavg()[0]:.1f} at the end. Medians; compare inside a
        [(f"{s} ({w})", f"{1e9 / of(s, w):,.0f}", spread(s, w))
         for s in ("csv", "csv_floor", "syslog", "sendto_syslog", "snmp", "sendto_snmp", "webhook", "curl")
         for w in PLAN[s] if (s, w) in results])}
+## Outbox, events a second
+
+{table(("what", "events a second"), [(name, f"{entry['items_per_second']:,.0f}") for name, entry in bench.items() if name.startswith("BM_")])}
 ## Formats and the rest, CPU nanoseconds
 
-{table(("what", "ns"), [(name, f"{entry['cpu_time']:,.1f}") for name, entry in bench.items()])}
+{table(("what", "ns"), [(name, f"{entry['cpu_time']:,.1f}") for name, entry in bench.items() if not name.startswith("BM_")])}
 Library: {library.stat().st_size:,} bytes, loaded in {load_time_us():,.0f} microseconds; first start with an empty file
 {first_start_ms:.1f} ms. Memory at rest {rest_small:,} KiB with a queue of 1,024 and {rest_large:,} with 1,000,000 (Python
 included); at most {at_most:,} in the burst and {after_burst:,} after it.
