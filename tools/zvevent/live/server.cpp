@@ -31,6 +31,9 @@ constexpr std::size_t kThreads = 32;
 constexpr int kWriteSeconds = 20;  // a browser that takes nothing for so long is given up
 constexpr std::size_t kMaxStatusBytes = std::size_t{1} << 20;
 constexpr std::string_view kHeldMark = "@HELD@";  // in the page; what is held goes there
+// Paths are matched by a regular expression, which calls itself for every character.
+constexpr std::size_t kMaxTargetBytes = 500;
+constexpr int kTargetTooLong = 414;
 constexpr int kMisdirected = 421;
 constexpr int kUnavailable = 503;
 
@@ -104,8 +107,10 @@ public:
         server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
         server_.set_pre_routing_handler(
             [this](const httplib::Request& request, httplib::Response& response) {
-                if (IsForUs(request)) return httplib::Server::HandlerResponse::Unhandled;
-                response.status = kMisdirected;
+                const bool is_long = request.target.size() > kMaxTargetBytes;
+                if (!is_long && IsForUs(request))
+                    return httplib::Server::HandlerResponse::Unhandled;
+                response.status = is_long ? kTargetTooLong : kMisdirected;
                 return httplib::Server::HandlerResponse::Handled;
             });
         AddPages();

@@ -25,9 +25,16 @@ constexpr std::size_t kMaxBatchBytes = std::size_t{8} << 20;
 constexpr std::size_t kFirstMessages = 300;  // a browser's first; it fetches the others by itself
 constexpr auto kSlowPeriod = std::chrono::seconds(1);  // of values and counts
 constexpr std::int64_t kDayMs = 86'400'000;
+constexpr std::int64_t kLatestMs = 600'000;
 
 std::int64_t NowMs() {
     return std::chrono::duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+// Whether one event's time says that it was under way for long, and another's overtook it. What is
+// older than ways are long comes from a clock that was set back.
+bool IsLate(std::int64_t ms, std::int64_t than_ms) {
+    return ms < than_ms && than_ms - ms <= kLatestMs;
 }
 
 // JSON that may stand in a page: "<" can only be in a text there.
@@ -162,13 +169,14 @@ void LiveStore::FollowAlert(const Json& event, const Moment& moment) {
     const auto found = alerts_.find(key);
     if (!clears) {
         const auto cleared = cleared_.find(key);
-        if (cleared != cleared_.end() && moment.ms < cleared->second) return;
+        if (cleared != cleared_.end() && IsLate(moment.ms, cleared->second)) return;
         RaiseAlert(key, event, moment);
         return;
     }
     if (cleared_.size() >= kMaxCleared) cleared_.clear();
-    cleared_[key] = moment.ms;
-    if (found == alerts_.end() || moment.ms < found->second.last.ms) return;
+    std::int64_t& cleared_ms = cleared_.try_emplace(key, moment.ms).first->second;
+    if (!IsLate(moment.ms, cleared_ms)) cleared_ms = moment.ms;
+    if (found == alerts_.end() || IsLate(moment.ms, found->second.last.ms)) return;
     if (Series* const series = FindSeries(event, false)) {
         for (Span& span : series->spans)
             if (span.alert == key && span.to < 0) span.to = moment.ms;
@@ -183,7 +191,7 @@ void LiveStore::RaiseAlert(const std::string& key, const Json& event, const Mome
     Alert& alert = place->second;
     Json& shown = alert.shown;
     const bool again = !is_new && moment.ms == alert.last.ms && moment.id == alert.last.id;
-    if (!is_new && moment.ms < alert.last.ms) return;
+    if (!is_new && IsLate(moment.ms, alert.last.ms)) return;
     if (is_new) {
         shown = {{"key", key}, {"since", moment.ms}, {"repeats", 0}};
         if (Series* const series = FindSeries(event, CarriesValue(event))) {

@@ -47,34 +47,40 @@ function bar(alert) {
     return cell;
 }
 
-function fillAlert(row, alert) {
+// The button stays the same through changes: a click may last longer than one.
+function newAlert() {
+    const entry = { row: element("tr"), button: element("button", "", "Seen") };
+    const mark = () => `${entry.alert.key} ${entry.alert.since}`;
+    entry.row.setAttribute("role", "row");
+    entry.button.type = "button";
+    entry.showSeen = () => {
+        entry.button.setAttribute("aria-pressed", String(seen.has(mark())));
+        entry.row.classList.toggle("seen", seen.has(mark()));
+    };
+    entry.button.addEventListener("click", () => {
+        if (!seen.delete(mark())) seen.add(mark());
+        entry.showSeen();
+    });
+    const acknowledge = element("td");
+    acknowledge.append(entry.button);
+    entry.row.append(acknowledge);
+    return entry;
+}
+
+function fillAlert({ row, button, showSeen }, alert) {
     const what = element("td");
     what.append(element("div", "", alert.message),
                 element("div", "what", [alert.source_id || alert.source_name, alert.event_type]
                     .filter(Boolean).join(" · ")));
     const value = element("td");
     value.append(bar(alert));
-    const mark = `${alert.key} ${alert.since}`;
-    const button = element("button", "", "Seen");
-    button.type = "button";
     button.setAttribute("aria-label", `Acknowledge ${alert.message}`);
-    const show = () => {
-        button.setAttribute("aria-pressed", String(seen.has(mark)));
-        row.classList.toggle("seen", seen.has(mark));
-    };
-    button.addEventListener("click", () => {
-        if (!seen.delete(mark)) seen.add(mark);
-        show();
-    });
-    const acknowledge = element("td");
-    acknowledge.append(button);
-    const hadFocus = row.contains(document.activeElement);
-    row.replaceChildren(
+    while (row.children.length > 1) row.firstChild.remove();
+    row.lastChild.before(
         element("td", `severity ${severityClass(alert.severity)}`, alert.severity), what, value,
-        element("td", "", timeOfDay(alert.since)), element("td", "", `${alert.repeats} ×`), acknowledge);
+        element("td", "", timeOfDay(alert.since)), element("td", "", `${alert.repeats} ×`));
     for (const cell of row.children) cell.setAttribute("role", "cell");
-    show();
-    if (hadFocus) button.focus();
+    showSeen();
 }
 
 function flash(row) {
@@ -109,13 +115,12 @@ function showAlerts(alerts) {
         let entry = alertRows.get(alert.key);
         if (entry && JSON.stringify(entry.alert) === JSON.stringify(alert)) continue;
         if (!entry) {
-            entry = { row: element("tr") };
-            entry.row.setAttribute("role", "row");
+            entry = newAlert();
             alertRows.set(alert.key, entry);
             news.push(`${alert.severity}: ${alert.message}`);
         }
         entry.alert = alert;
-        fillAlert(entry.row, alert);
+        fillAlert(entry, alert);
         flash(entry.row);
     }
     const order = [...alertRows.values()].sort((a, b) =>
