@@ -22,5 +22,6 @@ elseif(MINGW AND NOT ZVEVENT_SANITIZE)
     add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
   endif()
   # Both call a library of the compiler's, which goes into the DLL as the rest of its runtime does.
-  link_libraries(ssp)
+  # Who links the installed DLL needs none of it.
+  link_libraries($<BUILD_INTERFACE:ssp>)
 endif()
