@@ -40,8 +40,8 @@ def run(scenario, who):
         return
     done = subprocess.run([program, scenario], capture_output=True, text=True, timeout=LIMIT_S, check=True)
     result = json.loads(done.stdout)
-    # Beyond the queue the default policy drops; nobody else may, but who is meant to.
-    if scenario != "burst_5000" and who not in MAY_DROP:
+    # Beyond the queue zvEvent's default policy drops; nobody else may, but who is meant to.
+    if who not in MAY_DROP and (scenario, who) != ("burst_5000", "zvevent"):
         assert result["dropped"] == 0, (scenario, who, result)
     results.setdefault((scenario, who), []).append(result)
 
@@ -227,7 +227,9 @@ if into:
     target("sending through the outbox, rate of the direct way",
            through["items_per_second"] / directly["items_per_second"], least=0.8)
 target("memory at rest, queue of 1,000,000 beside one of 1,024", (rest_large - rest_small) / 1024, most=1, unit=" MiB")
-target("memory after a burst of 100,000 events of 5 KB, beside rest", (after_burst - rest_large) / 1024, most=16, unit=" MiB")
+# Python submits more slowly than the worker takes: without a backlog the row would say nothing.
+after_mib = (after_burst - rest_large) / 1024 if at_most - rest_large > 100 * 1024 else float("nan")
+target("memory after a backlog of events of 5 KB, beside rest", after_mib, most=16, unit=" MiB")
 
 model = next((line.split(":", 1)[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name")), "?")
 text = f"""# Benchmark report
@@ -240,8 +242,9 @@ repetitions; load {os.getloadavg()[0]:.1f} at the end. Medians; compare inside a
 {table(("what", "target", "measured", ""), targets)}
 ## Submit, nanoseconds
 
-{table(("scenario", "who", "median", "its runs", "p50", "p99", "p99.9"),
-       [(s, w, f"{of(s, w):,.0f}", spread(s, w), *(f"{of(s, w, q):,.0f}" for q in ("p50", "p99", "p999")))
+{table(("scenario", "who", "median", "its runs", "p50", "p99", "p99.9", "dropped"),
+       [(s, w, f"{of(s, w):,.0f}", spread(s, w), *(f"{of(s, w, q):,.0f}" for q in ("p50", "p99", "p999")),
+         f"{of(s, w, 'dropped') / of(s, w, 'submitted'):.0%}")
         for s in ("burst_50", "burst_500", "burst_5000", "spaced") for w in PLAN[s] if (s, w) in results])}
 `burst_5000` goes beyond the queue of 1,024: zvEvent and spdlog_overrun drop, spdlog_block waits.
 

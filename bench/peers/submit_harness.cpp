@@ -2,11 +2,11 @@
 //
 //     PROGRAM SCENARIO
 //
-// burst_N        N submits at once, then a drain; only the submits are timed
-// spaced         one submit a millisecond
-// producers_N    N threads, 200,000 events in all, into a queue that holds them
-// arrival_burst  from each submit to its delivery, in bursts of 500; arrival_spaced the same,
-// spaced csv            200,000 events into a file, to the end of the drain
+// burst_N: N submits at once, then a drain; only the submits are timed.
+// spaced: one submit a millisecond.
+// producers_N: N threads, 200,000 events in all, into a queue that holds them.
+// arrival_burst, arrival_spaced: from each submit to its delivery, in bursts of 500 or spaced.
+// csv: 200,000 events into a file, to the end of the drain.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
