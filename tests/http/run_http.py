@@ -149,7 +149,9 @@ with tempfile.TemporaryDirectory() as directory:
     assert client.end() == ""
 
     # An exit beside requests. No variable changes whom the Windows build trusts: without a file of
-    # its own it asks the system, and Wine trusts everyone.
+    # its own it asks the system, and Wine trusts everyone. Wine kills the threads that still run,
+    # in one of a hundred ends the one that has just ended the process too, and -9 is its code then.
+    codes = (0, -9) if platform == "windows" else (0,)
     for file, good in [("lonely.pem", int(platform == "windows"))] + 5 * [("ca.pem", 1)]:
         ending = Client(command, SSL_CERT_FILE=os.path.join(directory, file))
-        assert ending.end(ending.job(url, count=0)) == str(good), file
+        assert ending.end(ending.job(url, count=0), codes) == str(good), file
