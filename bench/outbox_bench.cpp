@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "sample_record.h"
 #include "sinks/webhook_http_sink.h"
 
 namespace {
@@ -64,21 +65,6 @@ const std::string& ReceiverUrl() {
     return receiver.url();
 }
 
-zvEventNormalizedEvent SampleEvent() {
-    zvEventNormalizedEvent event;
-    event.event_type = "temperature.high";
-    event.source_id = "rack-07/psu-1";
-    event.source_name = "Power supply 1 of rack 7";
-    event.message = "Power supply 1 of rack 7 reports 81.5 C, limit 75.0 C, fan speed nominal";
-    event.severity = zvEventSeverityWarning;
-    event.action = "measure";
-    event.utc_ns = event.ptp_ns = 1'700'000'000'123'456'789;
-    event.value = 81.5;
-    event.threshold = 75.0;
-    event.details_json = R"({"fan_rpm":4200,"inlet_c":24.5,"redundant":true,"slot":1})";
-    return event;
-}
-
 // An output whose outbox lies in a fresh file, or without one.
 class Output {
 public:
@@ -112,7 +98,7 @@ public:
 private:
     const std::filesystem::path folder_ =
         std::filesystem::temp_directory_path() / ("zvevent-bench-" + std::to_string(getpid()));
-    const zvEventNormalizedEvent event_ = SampleEvent();
+    const zvEventNormalizedEvent event_ = zvevent::bench::SampleEvent();
     zvEventSinkConfig config_;
     std::unique_ptr<zvEventWebhookHttpSink> sink_;
 };

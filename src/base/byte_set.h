@@ -24,8 +24,8 @@ public:
 
     constexpr bool Holds(char byte) const { return In(byte) != 0; }
 
-    // The first one of the set in `text`, or the text's size. Eight look-ups make one decision: a
-    // text without any costs about half a nanosecond a byte, a tenth of find_first_of.
+    // The first one of the set in `text`, or the text's size. Eight look-ups make one decision:
+    // most texts hold none, and find_first_of decides, and searches the set, for every byte.
     constexpr std::size_t FindFirstIn(std::string_view text) const {
         constexpr std::size_t kStride = 8;
         std::size_t at = 0;
