@@ -18,6 +18,7 @@
 
 #include "sample_record.h"
 #include "sinks/webhook_http_sink.h"
+#include "temporary_path.h"
 
 namespace {
 
@@ -96,8 +97,7 @@ public:
     }
 
 private:
-    const std::filesystem::path folder_ =
-        std::filesystem::temp_directory_path() / ("zvevent-bench-" + std::to_string(getpid()));
+    const std::filesystem::path folder_ = zvevent::bench::TemporaryPath("outbox");
     const zvEventNormalizedEvent event_ = zvevent::bench::SampleEvent();
     zvEventSinkConfig config_;
     std::unique_ptr<zvEventWebhookHttpSink> sink_;

@@ -4,8 +4,10 @@
 //     PROGRAM syslog | snmp | webhook     the library, from the first submit to the end of a flush
 //     PROGRAM sendto_syslog | sendto_snmp | curl    a bare loop that sends the same bytes
 //     PROGRAM csv_floor                   rows of the same event on one thread, in 64 KiB blocks
+//     PROGRAM write                       only the writing of those blocks
 #include <arpa/inet.h>
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,6 +29,7 @@
 #include "format/snmp_trap.h"
 #include "format/syslog_message.h"
 #include "sample_record.h"
+#include "temporary_path.h"
 #include "zvEvent/zvEvent.h"
 
 namespace {
@@ -106,7 +109,7 @@ int Settled(const Receiver& receiver, int expected) {
 }
 
 void ThroughLibrary(const std::string& sinks, const Receiver& receiver, int events) {
-    const auto path = std::filesystem::temp_directory_path() / "zvevent-outputs.xml";
+    const auto path = TemporaryPath("outputs.xml");
     std::ofstream(path) << ConfigText(static_cast<unsigned>(events), sinks);
     if (zvEventInitialize(path.string().c_str()) != ZVEVENT_OK) std::abort();
     std::filesystem::remove(path);
@@ -190,38 +193,53 @@ void Curl() {
     curl_easy_cleanup(curl);
 }
 
-void CsvFloor() {
+// Writes kRows rows to a file, 64 KiB at a time; next_row(rows) appends one.
+template <typename NextRow>
+void WriteRows(NextRow&& next_row) {
     constexpr std::size_t kBlock = 64 * 1024;
-    const auto path = std::filesystem::temp_directory_path() / "zvevent-outputs.csv";
-    zvEventNormalizedEvent event = SampleEvent();
-    std::FILE* file = std::fopen(path.string().c_str(), "wb");
-    if (file == nullptr) std::abort();
-    std::setbuf(file, nullptr);
+    const auto path = TemporaryPath("rows.csv");
+    const int file = open(path.string().c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    if (file < 0) std::abort();
     std::string rows;
+    const auto write_rows = [&] {
+        if (write(file, rows.data(), rows.size()) < 0) std::abort();
+        rows.clear();
+    };
     const auto start = Clock::now();
     for (int i = 0; i < kRows; ++i) {
+        next_row(rows);
+        if (rows.size() >= kBlock) write_rows();
+    }
+    write_rows();
+    const auto time = Clock::now() - start;
+    close(file);
+    std::filesystem::remove(path);
+    Print(time, kRows, kRows);
+}
+
+void CsvFloor() {
+    zvEventNormalizedEvent event = SampleEvent();
+    WriteRows([&](std::string& rows) {
         ++event.event_id;
         ++event.utc_ns;
         zvevent::AppendCsvRow(rows, event);
-        if (rows.size() < kBlock) continue;
-        std::fwrite(rows.data(), 1, rows.size(), file);
-        rows.clear();
-    }
-    std::fwrite(rows.data(), 1, rows.size(), file);
-    const auto time = Clock::now() - start;
-    std::fclose(file);
-    std::filesystem::remove(path);
-    Print(time, kRows, kRows);
+    });
+}
+
+void BareWrite() {
+    std::string row;
+    zvevent::AppendCsvRow(row, SampleEvent());
+    WriteRows([&](std::string& rows) { rows += row; });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const std::map<std::string, std::function<void()>> scenarios = {
-        {"syslog", Syslog},     {"sendto_syslog", SendToSyslog},
-        {"snmp", Snmp},         {"sendto_snmp", SendToSnmp},
-        {"webhook", Webhook},   {"curl", Curl},
-        {"csv_floor", CsvFloor}};
+        {"syslog", Syslog},      {"sendto_syslog", SendToSyslog},
+        {"snmp", Snmp},          {"sendto_snmp", SendToSnmp},
+        {"webhook", Webhook},    {"curl", Curl},
+        {"csv_floor", CsvFloor}, {"write", BareWrite}};
     const auto found = scenarios.find(argc == 2 ? argv[1] : "");
     if (found == scenarios.end()) return 2;
     found->second();

@@ -26,7 +26,7 @@ PLAN = {
     "arrival_spaced": ("wakeup", *PEERS),
     "csv": ("zvevent", "spdlog_block"),
     **{name: ("outputs",) for name in ("syslog", "sendto_syslog", "snmp", "sendto_snmp", "webhook",
-                                       "curl", "csv_floor")},
+                                       "curl", "csv_floor", "write")},
 }
 MAY_DROP = ("spdlog_overrun", "wakeup", "floor")
 LIMIT_S = 120
@@ -262,7 +262,7 @@ repetitions; load {os.getloadavg()[0]:.1f} at the end. Medians; compare inside a
 
 {table(("what", "events a second", "ns an event, its runs"),
        [(f"{s} ({w})", f"{1e9 / of(s, w):,.0f}", spread(s, w))
-        for s in ("csv", "csv_floor", "syslog", "sendto_syslog", "snmp", "sendto_snmp", "webhook", "curl")
+        for s in ("csv", "csv_floor", "write", "syslog", "sendto_syslog", "snmp", "sendto_snmp", "webhook", "curl")
         for w in PLAN[s] if (s, w) in results])}
 ## Outbox, events a second
 

@@ -18,6 +18,7 @@
 
 #include "allocation_count.h"
 #include "sample_record.h"
+#include "temporary_path.h"
 #include "zvEvent/zvEvent.h"
 #include "zvutil/zvutil.h"
 
@@ -39,7 +40,7 @@ public:
 
 private:
     Library() {
-        const auto path = std::filesystem::temp_directory_path() / "zvevent-bench.xml";
+        const auto path = zvevent::bench::TemporaryPath("submit.xml");
         std::ofstream(path) << R"(<zvCFG><key name="QRV"><key name="Events"><key name="sink">)"
                                R"(<key name="native"><key name="main"><value name="enabled">0)"
                                R"(</value></key></key></key></key></key></zvCFG>)";

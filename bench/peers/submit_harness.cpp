@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "peers/peer.h"
+#include "temporary_path.h"
 
 namespace {
 
@@ -155,8 +156,7 @@ void Arrivals(std::uint64_t burst, std::size_t rounds) {
 }
 
 void CsvFile() {
-    const std::string path =
-        (std::filesystem::temp_directory_path() / "zvevent-report.csv").string();
+    const std::string path = TemporaryPath("rows.csv").string();
     std::filesystem::remove(path);
     StartPeer({.queue_size = kManyEvents, .csv_path = path.c_str()});
     const auto start = Clock::now();

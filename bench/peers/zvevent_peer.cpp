@@ -6,6 +6,7 @@
 #include "config_text.h"
 #include "peers/peer.h"
 #include "sample_record.h"
+#include "temporary_path.h"
 #include "zvEvent/zvEvent.h"
 
 namespace zvevent::bench {
@@ -21,7 +22,7 @@ void StartPeer(const PeerSetup& setup) {
         setup.csv_path == nullptr
             ? ""
             : Key("csv", Key("default", Value("enabled", "1") + Value("path", setup.csv_path)));
-    const auto path = std::filesystem::temp_directory_path() / "zvevent-report.xml";
+    const auto path = TemporaryPath("peer.xml");
     std::ofstream(path) << ConfigText(setup.queue_size, csv);
     std::uint32_t id = 0;
     static const auto deliver = setup.delivered;
