@@ -3,6 +3,7 @@
 //
 //     PROGRAM syslog | snmp | webhook     the library, from the first submit to the end of a flush
 //     PROGRAM sendto_syslog | sendto_snmp | curl    a bare loop that sends the same bytes
+//     PROGRAM net_snmp                    the same traps by Net-SNMP's library
 //     PROGRAM csv_floor                   rows of the same event on one thread, in 64 KiB blocks
 //     PROGRAM write                       only the writing of those blocks
 #include <arpa/inet.h>
@@ -28,6 +29,7 @@
 #include "format/json_event.h"
 #include "format/snmp_trap.h"
 #include "format/syslog_message.h"
+#include "net_snmp_loop.h"
 #include "sample_record.h"
 #include "temporary_path.h"
 #include "zvEvent/zvEvent.h"
@@ -167,6 +169,16 @@ void SendToSnmp() {
     SendTo(message, Receiver(SOCK_DGRAM));
 }
 
+#ifdef ZVEVENT_NET_SNMP
+void NetSnmp() {
+    const Receiver receiver(SOCK_DGRAM);
+    const auto start = Clock::now();
+    SendTrapsByNetSnmp(receiver.port(), kDatagrams);
+    const auto time = Clock::now() - start;
+    Print(time, kDatagrams, Settled(receiver, kDatagrams));
+}
+#endif
+
 void Webhook() {
     const Receiver receiver(SOCK_STREAM);
     const std::string url = "http://127.0.0.1:" + receiver.port() + "/";
@@ -236,6 +248,9 @@ void BareWrite() {
 
 int main(int argc, char** argv) {
     const std::map<std::string, std::function<void()>> scenarios = {
+#ifdef ZVEVENT_NET_SNMP
+        {"net_snmp", NetSnmp},
+#endif
         {"syslog", Syslog},      {"sendto_syslog", SendToSyslog},
         {"snmp", Snmp},          {"sendto_snmp", SendToSnmp},
         {"webhook", Webhook},    {"curl", Curl},

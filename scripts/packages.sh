@@ -12,7 +12,8 @@ peer_packages=(nginx-light python3-jsonschema rsyslog rsyslog-relp snmp snmptrap
     prometheus-alertmanager logrotate mosquitto mosquitto-clients)
 web_packages=(chromium nodejs)
 package_packages=(clang lld llvm make file unzip git)
-bench_packages=(libspdlog-dev rapidjson-dev gnuplot-nox)
+bench_packages=(libspdlog-dev rapidjson-dev gnuplot-nox liblog4cplus-dev libboost-log-dev libpoco-dev
+    libsnmp-dev linux-perf)
 windows_packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev gcc make
     tcl)
 

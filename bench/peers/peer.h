@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <thread>
 
 namespace zvevent::bench {
 
@@ -21,5 +22,12 @@ void SubmitToPeer(std::uint64_t event_id);  // any thread
 std::uint64_t DrainPeer(std::uint64_t submitted, std::uint64_t (*delivered)());
 
 void StopPeer();
+
+// DrainPeer of a library that drops nothing.
+inline std::uint64_t AwaitDeliveries(std::uint64_t submitted, std::uint64_t (*delivered)()) {
+    while (delivered() < submitted)
+        std::this_thread::yield();
+    return 0;
+}
 
 }  // namespace zvevent::bench

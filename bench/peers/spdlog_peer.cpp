@@ -1,23 +1,20 @@
-// spdlog's asynchronous logger with the same twenty columns, formatted on the calling thread as it
-// always does. SPDLOG_BLOCKS decides what a full queue does.
+// spdlog's asynchronous logger, which formats on the calling thread. SPDLOG_BLOCKS decides what a
+// full queue does.
 #include <spdlog/async.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
-#include <charconv>
-#include <chrono>
 #include <mutex>
 #include <thread>
 
+#include "peers/columns.h"
 #include "peers/peer.h"
-#include "sample_record.h"
 
 namespace zvevent::bench {
 
 namespace {
 
-const zvEventRecord sample = SampleRecord();
 std::shared_ptr<spdlog::logger> logger;
 
 class CountingSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
@@ -26,10 +23,7 @@ public:
 
 private:
     void sink_it_(const spdlog::details::log_msg& message) override {
-        std::uint64_t id = 0;
-        const char* begin = message.payload.data() + sizeof "65536,";
-        std::from_chars(begin - 1, message.payload.data() + message.payload.size(), id);
-        delivered_(id);
+        delivered_(IdIn({message.payload.data(), message.payload.size()}));
     }
     void flush_() override {}
 
@@ -54,14 +48,7 @@ void StartPeer(const PeerSetup& setup) {
 }
 
 void SubmitToPeer(std::uint64_t event_id) {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto utc_ns = std::chrono::nanoseconds(now).count();
-    logger->warn(
-        "65536,{},{},{},warning,{},{},{},{},{},{},{},{:.17g},{:.17g},{},{},{},{},{},\"{}\"",
-        event_id, utc_ns, utc_ns, sample.action, sample.event_type, sample.source_id,
-        sample.source_name, sample.dedupe_key, sample.correlation_id, sample.message, sample.value,
-        sample.threshold, sample.units, sample.duration_ms, utc_ns, sample.pts, sample.timecode,
-        sample.details_json);
+    WithColumns(event_id, [](const auto&... column) { logger->warn(kColumns, column...); });
 }
 
 std::uint64_t DrainPeer(std::uint64_t submitted, std::uint64_t (*delivered)()) {
