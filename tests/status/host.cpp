@@ -2,8 +2,10 @@
 // code, and prints the library's reports about itself as its callback receives them; of the other
 // events, whose messages are numbers that count up, only after "number FIRST".
 //
-//     init PATH | number FIRST | submit COUNT SEVERITY | hold | release | flush MS | reload
-//     | shutdown
+//     init PATH | number FIRST | submit COUNT SEVERITY | alerts COUNT SEVERITY | hold | release
+//     | flush MS | reload | shutdown
+//
+// Of alerts every fourth event begins a new one, which the third after it ends.
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -42,11 +44,23 @@ void OnEvent(const zvEventRecord* event, void*) {
     Say(line.str());
 }
 
-std::uint32_t Submit(std::uint32_t count, std::uint32_t severity) {
+std::uint32_t Submit(std::uint32_t count, std::uint32_t severity, bool are_alerts) {
+    static constexpr const char* kActions[] = {"raise", "update", "repeat", "clear"};
     std::uint32_t worst = ZVEVENT_OK;
+    zvEventRecord record = zvEventRecordInit();
+    record.event_type = "simple";
+    record.source_name = "host";
+    record.severity = severity;
+    std::string source;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::string message = std::to_string(next_number++);
-        const std::uint32_t result = zvEventSubmitSimple(0, severity, "host", message.c_str());
+        record.message = message.c_str();
+        if (are_alerts) {
+            if (i % 4 == 0) source = message;
+            record.source_id = source.c_str();
+            record.action = kActions[i % 4];
+        }
+        const std::uint32_t result = zvEventSubmit(&record);
         if (result != ZVEVENT_OK) worst = result;
     }
     return worst;
@@ -68,7 +82,8 @@ std::uint32_t Do(std::istringstream& step) {
         prints_events = true;
         return ZVEVENT_OK;
     }
-    if (word == "submit" && step >> number >> severity) return Submit(number, severity);
+    if ((word == "submit" || word == "alerts") && step >> number >> severity)
+        return Submit(number, severity, word == "alerts");
     if (word == "flush" && step >> number) return zvEventFlush(number);
     if (word == "reload") return zvEventReloadConfig(nullptr);
     if (word == "shutdown") return zvEventShutdown();
