@@ -31,8 +31,8 @@ class Page:
         model = next((line.split(":", 1)[1].strip() for line in cpuinfo if line.startswith("model name")), "?")
         return f"""# Benchmark report
 
-{datetime.date.today()}, {model}, {os.cpu_count()} cores, Linux {platform.release()}. {repetitions} interleaved
-repetitions; load {os.getloadavg()[0]:.1f} at the end. Medians; compare inside a column only.
+{datetime.date.today()}, {model}, {os.cpu_count()} cores, Linux {platform.release()}. Repetitions,
+interleaved: {repetitions}; load {os.getloadavg()[0]:.1f} at the end. Medians; compare inside a column only.
 
 ## Targets
 

@@ -31,7 +31,7 @@ def targets_of(runs, bench, processes):
     add_submits(targets, runs, bench)
     add_arrivals(targets, runs, processes)
     add_formats(targets, bench)
-    add_outputs(targets, runs, bench)
+    add_outputs(targets, runs)
     add_alerts(targets, bench)
     add_outbox(targets, bench)
     add_processes(targets, processes)
@@ -81,7 +81,7 @@ def add_formats(targets, bench):
                 command=bench.command("JsonDocument"))
 
 
-def add_outputs(targets, runs, bench):
+def add_outputs(targets, runs):
     def add(what, other, ours, least):
         targets.add(what, runs.of(*other) / runs.of(*ours), least=least, command=runs.command(*ours))
 
@@ -89,6 +89,9 @@ def add_outputs(targets, runs, bench):
     add("syslog, rate of a bare sendto loop", ("sendto_syslog", "outputs"), ("syslog", "outputs"), 0.85)
     add("SNMP, rate of a bare sendto loop", ("sendto_snmp", "outputs"), ("snmp", "outputs"), 0.85)
     add("SNMP, rate of the Net-SNMP library", ("net_snmp", "outputs"), ("snmp", "outputs"), 3)
+    bare = runs.of("sendto_snmp", "outputs")
+    targets.tell("SNMP, an event beyond a bare sendto loop", "the loop alone is most of either",
+                 f"{runs.of('snmp', 'outputs') - bare:,.0f} ns; Net-SNMP's library {runs.of('net_snmp', 'outputs') - bare:,.0f} ns")
     add("webhook, rate of a bare libcurl loop", ("curl", "outputs"), ("webhook", "outputs"), 0.9)
 
 
