@@ -28,6 +28,7 @@ template <typename Format>
 void Measure(benchmark::State& state, Format&& format) {
     zvEventNormalizedEvent event = SampleEvent();
     std::string out;
+    out.reserve(4096);  // as large as it will get
     std::size_t bytes = 0;
     const auto next = [&] {
         ++event.event_id;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "config/config.h"
 #include "format/ber.h"
@@ -30,15 +31,18 @@ std::string Format(const SnmpTrapFormatter& formatter, const zvEventNormalizedEv
 }
 
 TEST(SnmpTrapBer, Elements) {
-    std::string numbers;
-    for (const std::uint32_t number : {0U, 127U, 200U, 256U, 0x7FFFFFFFU, 0xFFFFFFFFU})
-        AppendBerUnsigned(numbers, BerTag::kInteger, number);
-    EXPECT_EQ(Hex(numbers),
+    std::vector<char> block(70'000);
+    const char* const end = block.data() + block.size();
+    BerWriter numbers(block);
+    for (const std::uint32_t number : {0xFFFFFFFFU, 0x7FFFFFFFU, 256U, 200U, 127U, 0U})
+        numbers.Unsigned(BerTag::kInteger, number);
+    EXPECT_EQ(Hex({numbers.Begin(), end}),
               "02 01 00 02 01 7F 02 02 00 C8 02 02 01 00 02 04 7F FF FF FF 02 05 00 FF FF FF FF");
     std::string headers;
     for (const std::size_t bytes : {0U, 127U, 128U, 255U, 256U, 65536U}) {
-        AppendBerOctets(headers, std::string(bytes, 'x'));
-        headers.resize(headers.size() - bytes);
+        BerWriter octets(block);
+        octets.Octets(std::string(bytes, 'x'));
+        headers.append(octets.Begin(), end - bytes);
     }
     EXPECT_EQ(Hex(headers), "04 00 04 7F 04 81 80 04 81 FF 04 82 01 00 04 83 01 00 00");
 }

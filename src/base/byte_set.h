@@ -1,49 +1,139 @@
-// A set of byte values that is asked for the first one of them in a text: where an encoding must do
-// more than copy. Any thread.
+// A set of byte values that is looked for in texts: where an encoding must do more than copy. Most
+// texts hold none of it, so sixteen bytes make one decision. Any thread.
 #pragma once
 
 #include <array>
-#include <concepts>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace zvevent {
 
+// The compiler compares all sixteen at once, each comparison's result being all bits or none of its
+// byte.
+using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
+
+// `Holds` is called with one byte and with sixteen, so it compares and joins with "|" alone.
+template <typename Holds>
 class ByteSet {
 public:
-    // Holds every byte for which `holds(byte)`, an unsigned char, is true.
-    template <std::predicate<unsigned char> Holds>
-    constexpr explicit ByteSet(Holds&& holds) {
-        for (std::size_t byte = 0; byte < table_.size(); ++byte)
-            table_[byte] = holds(static_cast<unsigned char>(byte)) ? 1 : 0;
+    static constexpr std::size_t kStride = sizeof(SixteenBytes);
+
+    constexpr explicit ByteSet(Holds holds) : holds_(holds) {}
+
+    constexpr bool Contains(char byte) const {
+        return static_cast<bool>(holds_(static_cast<unsigned char>(byte)));
     }
-    constexpr explicit ByteSet(std::string_view bytes)
-        : ByteSet([bytes](unsigned char byte) {
-              return bytes.find(static_cast<char>(byte)) != std::string_view::npos;
-          }) {}
 
-    constexpr bool Holds(char byte) const { return In(byte) != 0; }
-
-    // The first one of the set in `text`, or the text's size. Eight look-ups make one decision:
-    // most texts hold none, and find_first_of decides, and searches the set, for every byte.
-    constexpr std::size_t FindFirstIn(std::string_view text) const {
-        constexpr std::size_t kStride = 8;
+    // The first one of the set in `text`, or the text's size.
+    std::size_t FindFirstIn(std::string_view text) const {
         std::size_t at = 0;
-        for (; text.size() - at >= kStride; at += kStride) {
-            const char* next = text.data() + at;
-            const unsigned any = In(next[0]) | In(next[1]) | In(next[2]) | In(next[3]) |
-                                 In(next[4]) | In(next[5]) | In(next[6]) | In(next[7]);
-            if (any != 0) break;
-        }
-        while (at < text.size() && In(text[at]) == 0)
+        while (text.size() - at >= kStride && !IsAny(holds_(Load<SixteenBytes>(text.data() + at))))
+            at += kStride;
+        if (text.size() - at < kStride && !IsAnyIn(text.substr(at))) return text.size();
+        while (!Contains(text[at]))
             ++at;
         return at;
     }
 
-private:
-    constexpr unsigned In(char byte) const { return table_[static_cast<unsigned char>(byte)]; }
+    // Copies `text` and returns whether none of the set is in it: one pass where looking first
+    // would be two. `to` is written in any case, as far as the text is long.
+    bool CopyIfNoneIn(std::string_view text, char* to) const {
+        const std::size_t size = text.size();
+        if (size < kStride) {
+            CopyShort(text, to);
+            return !IsAnyIn(text);
+        }
+        auto held = holds_(Copy<SixteenBytes>(text.data(), to));
+        for (std::size_t at = kStride; at + kStride < size; at += kStride)
+            held |= holds_(Copy<SixteenBytes>(text.data() + at, to + at));
+        const std::size_t last = size - kStride;  // overlaps what came before it
+        held |= holds_(Copy<SixteenBytes>(text.data() + last, to + last));
+        return !IsAny(held);
+    }
 
-    std::array<unsigned char, 256> table_{};
+    // Copies `text` with `mark` before each byte of the set; returns the end. `to` has room for
+    // twice the text. Without a branch for each byte, which nothing could foretell.
+    char* CopyWithMarks(std::string_view text, char mark, char* to) const {
+        while (!text.empty()) {
+            const std::string_view part = text.substr(0, kStride);
+            text.remove_prefix(part.size());
+            if (part.size() == kStride && !IsAny(holds_(Copy<SixteenBytes>(part.data(), to)))) {
+                to += kStride;
+                continue;
+            }
+            for (const char byte : part) {
+                const std::size_t marks = Contains(byte) ? 1 : 0;
+                to[0] = mark;
+                to[marks] = byte;
+                to += marks + 1;
+            }
+        }
+        return to;
+    }
+
+private:
+    using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
+
+    template <typename Word>
+    static Word Load(const char* from) {
+        Word word;
+        std::memcpy(&word, from, sizeof word);
+        return word;
+    }
+
+    template <typename Word>
+    static Word Copy(const char* from, char* to) {
+        const Word word = Load<Word>(from);
+        std::memcpy(to, &word, sizeof word);
+        return word;
+    }
+
+    // Of less than a stride.
+    bool IsAnyIn(std::string_view text) const {
+        if (text.size() >= sizeof(std::uint64_t)) return IsAny(holds_(Ends<std::uint64_t>(text)));
+        if (text.size() >= sizeof(std::uint32_t)) return IsAny(holds_(Ends<std::uint32_t>(text)));
+        bool any = false;
+        for (const char byte : text)
+            any |= Contains(byte);
+        return any;
+    }
+
+    // The bytes of a text of one to two words: its first and its last word, which may overlap.
+    template <typename Word>
+    static SixteenBytes Ends(std::string_view text) {
+        const Word ends[2] = {Load<Word>(text.data()),
+                              Load<Word>(text.data() + text.size() - sizeof(Word))};
+        std::array<Word, kStride / sizeof(Word)> words;
+        for (std::size_t i = 0; i < words.size(); ++i)
+            words[i] = ends[i % 2];
+        return std::bit_cast<SixteenBytes>(words);
+    }
+
+    static void CopyShort(std::string_view text, char* to) {
+        if (text.size() >= sizeof(std::uint64_t)) return CopyEnds<std::uint64_t>(text, to);
+        if (text.size() >= sizeof(std::uint32_t)) return CopyEnds<std::uint32_t>(text, to);
+        for (const char byte : text)
+            *to++ = byte;
+    }
+
+    template <typename Word>
+    static void CopyEnds(std::string_view text, char* to) {
+        const std::size_t last = text.size() - sizeof(Word);
+        const Word word = Load<Word>(text.data() + last);
+        Copy<Word>(text.data(), to);
+        std::memcpy(to + last, &word, sizeof word);
+    }
+
+    template <typename Held>
+    static bool IsAny(Held held) {
+        const auto halves = std::bit_cast<TwoWords>(held);
+        return (halves[0] | halves[1]) != 0;
+    }
+
+    Holds holds_;
 };
 
 }  // namespace zvevent

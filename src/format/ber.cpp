@@ -1,5 +1,6 @@
 #include "format/ber.h"
 
+#include <bit>
 #include <limits>
 #include <optional>
 
@@ -7,25 +8,10 @@ namespace zvevent {
 
 namespace {
 
+constexpr std::size_t kMostHeaderBytes = 2 + sizeof(std::size_t);
+
 constexpr char Byte(std::uint64_t number) {
     return static_cast<char>(static_cast<unsigned char>(number));
-}
-
-// Inserts tag and length of the `contents` bytes that follow at `at`.
-void InsertHeader(std::string& out, std::size_t at, BerTag tag, std::size_t contents) {
-    char header[2 + sizeof contents] = {Byte(static_cast<unsigned char>(tag))};
-    std::size_t size = 1;
-    if (contents < 0x80) {
-        header[size++] = Byte(contents);
-    } else {
-        unsigned length_bytes = 1;
-        while (length_bytes < sizeof contents && contents >> 8 * length_bytes != 0)
-            ++length_bytes;
-        header[size++] = Byte(0x80 | length_bytes);
-        while (length_bytes-- > 0)
-            header[size++] = Byte(contents >> 8 * length_bytes);
-    }
-    out.insert(at, header, size);
 }
 
 constexpr bool IsDigit(char c) {
@@ -84,34 +70,40 @@ bool AppendComponents(std::string& out, std::string_view dotted) {
 
 }  // namespace
 
-void AppendBerUnsigned(std::string& out, BerTag tag, std::uint32_t number) {
-    const std::size_t start = out.size();
-    int shift = 24;
-    while (shift > 0 && number >> shift == 0)
-        shift -= 8;
-    if ((number >> shift & 0x80) != 0) out += '\0';  // else it would be a negative number
-    for (; shift >= 0; shift -= 8)
-        out += Byte(number >> shift);
-    WrapBer(out, start, tag);
-}
-
-void AppendBerOctets(std::string& out, std::string_view bytes) {
-    InsertHeader(out, out.size(), BerTag::kOctetString, bytes.size());
-    out.append(bytes);
-}
-
 bool AppendBerObjectIdentifier(std::string& out, std::string_view dotted) {
-    const std::size_t start = out.size();
-    if (!AppendComponents(out, dotted)) {
-        out.resize(start);
-        return false;
-    }
-    WrapBer(out, start, BerTag::kObjectIdentifier);
+    std::string components;
+    if (!AppendComponents(components, dotted)) return false;
+    std::string element(components.size() + kMostHeaderBytes, '\0');
+    BerWriter writer(element);
+    const char* const end = writer.Begin();
+    writer.Encoded(components);
+    writer.Wrap(BerTag::kObjectIdentifier, end);
+    out.append(writer.Begin(), end);
     return true;
 }
 
-void WrapBer(std::string& out, std::size_t start, BerTag tag) {
-    InsertHeader(out, start, tag, out.size() - start);
+void BerWriter::Unsigned(BerTag tag, std::uint32_t number) {
+    const char* const end = at_;
+    std::uint32_t rest = number;
+    char last = 0;
+    do {
+        last = Byte(rest);
+        if (char* const to = Room(1)) *to = last;
+        rest >>= 8;
+    } while (rest != 0);
+    // Else it would be a negative number.
+    if ((last & 0x80) != 0) Encoded({"", 1});
+    Wrap(tag, end);
+}
+
+void BerWriter::LongHeader(BerTag tag, std::size_t contents) {
+    const auto length_bytes = static_cast<std::size_t>(std::bit_width(contents) + 7) / 8;
+    char* to = Room(2 + length_bytes);
+    if (to == nullptr) return;
+    *to++ = static_cast<char>(tag);
+    *to++ = Byte(0x80 | length_bytes);
+    for (std::size_t byte = length_bytes; byte-- > 0;)
+        *to++ = Byte(contents >> 8 * byte);
 }
 
 }  // namespace zvevent

@@ -3,13 +3,16 @@
 #include "base/byte_set.h"
 #include "base/number_text.h"
 #include "base/severity.h"
-#include "format/text.h"
+#include "format/piece_writer.h"
 
 namespace zvevent {
 
 namespace {
 
-constexpr ByteSet kNeedQuotes(",\"\n\r");
+constexpr ByteSet kNeedQuotes([](auto byte) {
+    return (byte == ',') | (byte == '"') | (byte == '\n') | (byte == '\r');
+});
+constexpr ByteSet kQuote([](auto byte) { return byte == '"'; });
 
 // A comma after every column but the last.
 class RowWriter {
@@ -18,41 +21,40 @@ public:
 
     void Text(std::string_view text) {
         Separate();
-        if (kNeedQuotes.FindFirstIn(text) == text.size()) {
-            out_.append(text);
-            return;
-        }
-        out_ += '"';
-        for (std::size_t quote; (quote = text.find('"')) != std::string_view::npos;) {
-            out_.append(text.substr(0, quote + 1)) += '"';
-            text.remove_prefix(quote + 1);
-        }
-        out_.append(text) += '"';
+        if (out_.TextWithout(kNeedQuotes, text)) return;
+        out_.Byte('"');
+        out_.TextWithMarks(kQuote, '"', text);
+        out_.Byte('"');
     }
 
     template <typename Number>
     void Decimal(Number number) {
         Separate();
-        AppendDecimal(out_, number);
+        out_.Decimal(number);
     }
 
     void Measure(double number) {
         Separate();
-        AppendGeneral(out_, number, kRoundTripDigits);
+        out_.General(number, kRoundTripDigits);
     }
 
     void UtcTime(std::uint64_t utc_ns) {
         Separate();
-        AppendUtcIso8601Nanos(out_, utc_ns);  // never holds what needs quotes
+        out_.UtcIso8601Nanos(utc_ns);  // never holds what needs quotes
+    }
+
+    void End() {
+        out_.Byte('\n');
+        out_.Finish();
     }
 
 private:
     void Separate() {
-        if (!first_) out_ += ',';
+        if (!first_) out_.Byte(',');
         first_ = false;
     }
 
-    std::string& out_;
+    PieceWriter out_;
     bool first_ = true;
 };
 
@@ -80,7 +82,7 @@ void AppendCsvRow(std::string& out, const zvEventNormalizedEvent& event) {
     row.Decimal(event.pts);
     row.Text(event.timecode);
     row.Text(event.details_json);
-    out += '\n';
+    row.End();
 }
 
 }  // namespace zvevent

@@ -1,7 +1,6 @@
 #include "format/snmp_trap.h"
 
-#include <charconv>
-
+#include "base/number_text.h"
 #include "base/severity.h"
 #include "format/ber.h"
 
@@ -53,16 +52,14 @@ constexpr std::array<EnterpriseBinding, kEnterpriseBindings> kBindings = {{
 }  // namespace
 
 SnmpTrapFormatter::SnmpTrapFormatter(std::string_view community, std::string_view enterprise_oid,
-                                     std::string_view trap_oid) {
-    AppendBerUnsigned(head_, BerTag::kInteger, kVersion2c);
-    AppendBerOctets(head_, community);
-
+                                     std::string_view trap_oid)
+    : community_(community) {
+    AppendBerObjectIdentifier(uptime_, kSysUpTime);
     AppendBerObjectIdentifier(trap_object_, kSnmpTrapOid);
     if (!AppendBerObjectIdentifier(trap_object_, trap_oid)) {
         identifier_error_.assign("Invalid SNMP trap_oid: ").append(trap_oid);
         return;
     }
-    WrapBer(trap_object_, 0, BerTag::kSequence);
     for (std::size_t i = 0; i < names_.size(); ++i) {
         const std::string name = std::string(enterprise_oid).append(kBindings[i].suffix);
         if (!AppendBerObjectIdentifier(names_[i], name)) {
@@ -78,56 +75,64 @@ bool SnmpTrapFormatter::Format(const zvEventNormalizedEvent& event, std::uint32_
         error = identifier_error_;
         return false;
     }
-    message = head_;
-    const std::size_t pdu = message.size();
-    AppendBerUnsigned(message, BerTag::kInteger, now_ms & kRequestIdMask);
-    AppendBerUnsigned(message, BerTag::kInteger, 0);  // error-status
-    AppendBerUnsigned(message, BerTag::kInteger, 0);  // error-index
-    const std::size_t bindings = message.size();
-    AppendBindings(event, now_ms, message);
-    WrapBer(message, bindings, BerTag::kSequence);
-    WrapBer(message, pdu, BerTag::kTrapV2Pdu);
-    WrapBer(message, 0, BerTag::kSequence);
-    if (message.size() <= kMaxSnmpTrapBytes) return true;
+    std::array<char, kMaxSnmpTrapBytes> block;
+    BerWriter trap(block);
+    const char* const end = trap.Begin();
+    // From here on from the last element to the first.
+    WriteBindings(event, now_ms, trap);
+    trap.Wrap(BerTag::kSequence, end);
+    trap.Unsigned(BerTag::kInteger, 0);  // error-index
+    trap.Unsigned(BerTag::kInteger, 0);  // error-status
+    trap.Unsigned(BerTag::kInteger, now_ms & kRequestIdMask);
+    trap.Wrap(BerTag::kTrapV2Pdu, end);
+    trap.Octets(community_);
+    trap.Unsigned(BerTag::kInteger, kVersion2c);
+    trap.Wrap(BerTag::kSequence, end);
+    if (trap.Fits()) {
+        message.assign(trap.Begin(), end);
+        return true;
+    }
     error = "zvEvent SNMP trap exceeds maximum datagram size";
     return false;
 }
 
-void SnmpTrapFormatter::AppendBindings(const zvEventNormalizedEvent& event, std::uint32_t now_ms,
-                                       std::string& message) const {
+// From the last to the first.
+void SnmpTrapFormatter::WriteBindings(const zvEventNormalizedEvent& event, std::uint32_t now_ms,
+                                      BerWriter& trap) const {
     const auto text = [&](Binding binding, std::string_view value) {
-        const std::size_t start = message.size();
-        message += names_[binding];
-        AppendBerOctets(message, value.substr(0, kBindings[binding].limit));
-        WrapBer(message, start, BerTag::kSequence);
+        const char* const end = trap.Begin();
+        trap.Octets(value.substr(0, kBindings[binding].limit));
+        trap.Encoded(names_[binding]);
+        trap.Wrap(BerTag::kSequence, end);
     };
     const auto decimal = [&](Binding binding, std::uint64_t number) {
-        char digits[20];  // enough for 64 bits
-        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        text(binding, std::string_view(digits, end));
+        char digits[kMostDecimalBytes];
+        text(binding, std::string_view(digits, WriteDecimal(digits, number)));
     };
 
-    const std::size_t uptime = message.size();
-    AppendBerObjectIdentifier(message, kSysUpTime);
-    AppendBerUnsigned(message, BerTag::kTimeTicks, now_ms / kMsPerTick);
-    WrapBer(message, uptime, BerTag::kSequence);
-    message += trap_object_;
-
-    const std::size_t severity = message.size();
-    message += names_[kSeverity];
-    AppendBerUnsigned(message, BerTag::kInteger, event.severity);
-    WrapBer(message, severity, BerTag::kSequence);
-    text(kSeverityName, SeverityName(event.severity, "info"));
-    decimal(kEventId, event.event_id);
-    text(kEventType, event.event_type);
-    text(kSourceId, event.source_id);
-    text(kSourceName, event.source_name);
-    text(kAction, event.action);
-    text(kMessage, event.message);
-    text(kDedupeKey, event.dedupe_key);
-    text(kCorrelationId, event.correlation_id);
-    decimal(kUtcNs, event.utc_ns);
     text(kDetailsJson, event.details_json);
+    decimal(kUtcNs, event.utc_ns);
+    text(kCorrelationId, event.correlation_id);
+    text(kDedupeKey, event.dedupe_key);
+    text(kMessage, event.message);
+    text(kAction, event.action);
+    text(kSourceName, event.source_name);
+    text(kSourceId, event.source_id);
+    text(kEventType, event.event_type);
+    decimal(kEventId, event.event_id);
+    text(kSeverityName, SeverityName(event.severity, "info"));
+    const char* const severity_end = trap.Begin();
+    trap.Unsigned(BerTag::kInteger, event.severity);
+    trap.Encoded(names_[kSeverity]);
+    trap.Wrap(BerTag::kSequence, severity_end);
+
+    const char* const object_end = trap.Begin();
+    trap.Encoded(trap_object_);
+    trap.Wrap(BerTag::kSequence, object_end);
+    const char* const uptime_end = trap.Begin();
+    trap.Unsigned(BerTag::kTimeTicks, now_ms / kMsPerTick);
+    trap.Encoded(uptime_);
+    trap.Wrap(BerTag::kSequence, uptime_end);
 }
 
 }  // namespace zvevent

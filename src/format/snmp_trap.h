@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "format/ber.h"
 #include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
@@ -31,11 +32,13 @@ public:
                 std::string& error) const;
 
 private:
-    void AppendBindings(const zvEventNormalizedEvent& event, std::uint32_t now_ms,
-                        std::string& message) const;
+    void WriteBindings(const zvEventNormalizedEvent& event, std::uint32_t now_ms,
+                       BerWriter& trap) const;
 
-    std::string head_;         // version and community
-    std::string trap_object_;  // the binding of snmpTrapOID.0
+    const std::string community_;
+    // Identifiers as they are sent:
+    std::string uptime_;       // sysUpTime.0
+    std::string trap_object_;  // snmpTrapOID.0, and the trap's own
     std::array<std::string, kEnterpriseBindings> names_;
     std::string identifier_error_;  // empty: all identifiers are good
 };

@@ -3,10 +3,9 @@
 #include <algorithm>
 
 #include "base/byte_set.h"
-#include "base/number_text.h"
 #include "base/severity.h"
 #include "base/syslog_code.h"
-#include "format/text.h"
+#include "format/piece_writer.h"
 
 namespace zvevent {
 
@@ -23,80 +22,76 @@ constexpr std::string_view kElementId = "zavorin@32473";
 
 constexpr int kMeasureDigits = 6;
 
-constexpr ByteSet kNeedBackslash("\"\\]");
+constexpr ByteSet kNeedBackslash([](auto byte) {
+    return (byte == '"') | (byte == '\\') | (byte == ']');
+});
+
+constexpr ByteSet kNotForHeader([](auto byte) { return (byte < '!') | (byte > '~'); });
 
 // A header field holds printable ASCII without spaces; "-" stands for nothing.
-void AppendHeaderField(std::string& out, std::string_view text, std::size_t limit) {
+void AppendHeaderField(PieceWriter& out, std::string_view text, std::size_t limit) {
+    text = text.substr(0, limit);
     if (text.empty()) {
-        out += '-';
-        return;
-    }
-    for (const char c : text.substr(0, limit)) {
-        out += c >= '!' && c <= '~' ? c : '_';
+        out.Byte('-');
+    } else if (!out.TextWithout(kNotForHeader, text)) {
+        for (const char byte : text)
+            out.Byte(kNotForHeader.Contains(byte) ? '_' : byte);
     }
 }
 
 // How many bytes more make `out` a longest message.
-std::size_t Room(const std::string& out) {
-    return kMaxSyslogMessageBytes - std::min(out.size(), kMaxSyslogMessageBytes);
+std::size_t Room(const PieceWriter& out) {
+    return kMaxSyslogMessageBytes - std::min(out.Size(), kMaxSyslogMessageBytes);
 }
 
-// The parameters of the structured-data element.
+// The parameters of the structured-data element. `name` is everything from the end of the value
+// before to where this one begins.
 class ParameterWriter {
 public:
-    explicit ParameterWriter(std::string& out) : out_(out) {}
+    explicit ParameterWriter(PieceWriter& out) : out_(out) {}
 
     // What a message has no room for is not looked at: escaping never shortens.
     void Text(std::string_view name, std::string_view text) {
-        Begin(name);
+        out_.Text(name);
         text = text.substr(0, Room(out_));
-        for (std::size_t special; (special = kNeedBackslash.FindFirstIn(text)) != text.size();) {
-            out_.append(text.substr(0, special)) += '\\';
-            out_ += text[special];
-            text.remove_prefix(special + 1);
-        }
-        out_.append(text) += '"';
+        if (!out_.TextWithout(kNeedBackslash, text)) out_.TextWithMarks(kNeedBackslash, '\\', text);
     }
 
     template <typename Number>
     void Decimal(std::string_view name, Number number) {
-        Begin(name);
-        AppendDecimal(out_, number);
-        out_ += '"';
+        out_.Text(name);
+        out_.Decimal(number);
     }
 
     void Measure(std::string_view name, double number) {
-        Begin(name);
-        AppendGeneral(out_, number, kMeasureDigits);
-        out_ += '"';
+        out_.Text(name);
+        out_.General(number, kMeasureDigits);
     }
 
 private:
-    void Begin(std::string_view name) { (out_ += ' ').append(name).append("=\""); }
-
-    std::string& out_;
+    PieceWriter& out_;
 };
 
-void AppendParameters(std::string& out, const zvEventNormalizedEvent& event) {
+void AppendParameters(PieceWriter& out, const zvEventNormalizedEvent& event) {
     ParameterWriter parameters(out);
-    parameters.Decimal("version", ZVEVENT_API_VERSION);
-    parameters.Decimal("event_id", event.event_id);
-    parameters.Text("severity", SeverityName(event.severity, "info"));
-    parameters.Text("action", event.action);
-    parameters.Text("event_type", event.event_type);
-    parameters.Text("source_id", event.source_id);
-    parameters.Text("source_name", event.source_name);
-    parameters.Text("dedupe_key", event.dedupe_key);
-    parameters.Text("correlation_id", event.correlation_id);
-    parameters.Decimal("utc_ns", event.utc_ns);
-    parameters.Decimal("ptp_ns", event.ptp_ns);
-    parameters.Decimal("pts", event.pts);
-    parameters.Text("timecode", event.timecode);
-    parameters.Measure("value", event.value);
-    parameters.Measure("threshold", event.threshold);
-    parameters.Text("units", event.units);
-    parameters.Decimal("duration_ms", event.duration_ms);
-    parameters.Text("details_json", event.details_json);
+    parameters.Decimal(R"( version=")", ZVEVENT_API_VERSION);
+    parameters.Decimal(R"(" event_id=")", event.event_id);
+    parameters.Text(R"(" severity=")", SeverityName(event.severity, "info"));
+    parameters.Text(R"(" action=")", event.action);
+    parameters.Text(R"(" event_type=")", event.event_type);
+    parameters.Text(R"(" source_id=")", event.source_id);
+    parameters.Text(R"(" source_name=")", event.source_name);
+    parameters.Text(R"(" dedupe_key=")", event.dedupe_key);
+    parameters.Text(R"(" correlation_id=")", event.correlation_id);
+    parameters.Decimal(R"(" utc_ns=")", event.utc_ns);
+    parameters.Decimal(R"(" ptp_ns=")", event.ptp_ns);
+    parameters.Decimal(R"(" pts=")", event.pts);
+    parameters.Text(R"(" timecode=")", event.timecode);
+    parameters.Measure(R"(" value=")", event.value);
+    parameters.Measure(R"(" threshold=")", event.threshold);
+    parameters.Text(R"(" units=")", event.units);
+    parameters.Decimal(R"(" duration_ms=")", event.duration_ms);
+    parameters.Text(R"(" details_json=")", event.details_json);
 }
 
 }  // namespace
@@ -104,26 +99,32 @@ void AppendParameters(std::string& out, const zvEventNormalizedEvent& event) {
 SyslogOrigin::SyslogOrigin(std::uint32_t facility, std::string_view host_name,
                            std::string_view app_name, std::string_view process_id)
     : facility_(facility) {
-    header_ += ' ';
-    AppendHeaderField(header_, host_name, kMaxHostNameBytes);
-    header_ += ' ';
-    AppendHeaderField(header_, app_name, kMaxAppNameBytes);
-    header_ += ' ';
-    AppendHeaderField(header_, process_id, kMaxProcessIdBytes);
-    header_ += ' ';
+    PieceWriter header(header_);
+    header.Byte(' ');
+    AppendHeaderField(header, host_name, kMaxHostNameBytes);
+    header.Byte(' ');
+    AppendHeaderField(header, app_name, kMaxAppNameBytes);
+    header.Byte(' ');
+    AppendHeaderField(header, process_id, kMaxProcessIdBytes);
+    header.Byte(' ');
+    header.Finish();
 }
 
 void SyslogOrigin::Format(const zvEventNormalizedEvent& event, std::string& message) const {
-    message.assign(1, '<');
-    AppendDecimal(message, SyslogPriority(facility_, event.severity));
-    message += ">1 ";
-    AppendUtcIso8601Nanos(message, event.utc_ns);
-    message += header_;
-    AppendHeaderField(message, event.event_type, kMaxMessageIdBytes);
-    message.append(" [").append(kElementId);
-    AppendParameters(message, event);
-    message += "] ";
-    message.append(event.message, 0, Room(message));
+    message.clear();
+    PieceWriter out(message);
+    out.Byte('<');
+    out.Decimal(SyslogPriority(facility_, event.severity));
+    out.Text(">1 ");
+    out.UtcIso8601Nanos(event.utc_ns);
+    out.Text(header_);
+    AppendHeaderField(out, event.event_type, kMaxMessageIdBytes);
+    out.Text(" [");
+    out.Text(kElementId);
+    AppendParameters(out, event);
+    out.Text("\"] ");
+    out.Text(std::string_view(event.message).substr(0, Room(out)));
+    out.Finish();
     if (message.size() > kMaxSyslogMessageBytes) message.resize(kMaxSyslogMessageBytes);
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 
 #include "base/byte_set.h"
 #include "base/number_text.h"
@@ -35,7 +36,10 @@ constexpr char JsonEscapeOf(unsigned char byte) {
     }
 }
 
-constexpr ByteSet kNeedEscape([](unsigned char byte) { return JsonEscapeOf(byte) != '\0'; });
+// Those of which JsonEscapeOf is not 0.
+constexpr ByteSet kNeedEscape([](auto byte) {
+    return (byte < 0x20) | (byte == '"') | (byte == '\\');
+});
 
 using SecondText = std::array<char, sizeof "0000-00-00T00:00:00" - 1>;
 
@@ -75,20 +79,20 @@ const SecondText& KnownTextOfSecond(std::uint64_t seconds) {
     return known.text;
 }
 
-// In one append.
-void AppendUtc(std::string& out, std::uint64_t utc_ns, bool with_fraction) {
-    constexpr std::size_t kFraction = sizeof ".000000000" - 1;
-    std::array<char, std::tuple_size_v<SecondText> + kFraction + 1> text;
-    char* end = std::ranges::copy(KnownTextOfSecond(utc_ns / kNanosPerSecond), text.data()).out;
+// At `to`, which has kUtcNanosBytes of room.
+char* WriteUtc(char* to, std::uint64_t utc_ns, bool with_fraction) {
+    char* end = std::ranges::copy(KnownTextOfSecond(utc_ns / kNanosPerSecond), to).out;
     if (with_fraction) {
-        std::uint64_t nanos = utc_ns % kNanosPerSecond;
-        for (char* digit = end + kFraction; --digit != end; nanos /= 10)
-            *digit = static_cast<char>('0' + nanos % 10);
-        *end = '.';
-        end += kFraction;
+        *end++ = '.';
+        end = WriteNineDigits(end, static_cast<std::uint32_t>(utc_ns % kNanosPerSecond));
     }
     *end++ = 'Z';
-    out.append(text.data(), end);
+    return end;
+}
+
+void AppendUtc(std::string& out, std::uint64_t utc_ns, bool with_fraction) {
+    char text[kUtcNanosBytes];
+    out.append(text, WriteUtc(text, utc_ns, with_fraction));
 }
 
 template <typename Append, typename Value>
@@ -155,6 +159,10 @@ void AppendUtcIso8601Nanos(std::string& out, std::uint64_t utc_ns) {
 
 std::string FormatUtcIso8601Nanos(std::uint64_t utc_ns) {
     return Appended(AppendUtcIso8601Nanos, utc_ns);
+}
+
+char* WriteUtcIso8601Nanos(char* to, std::uint64_t utc_ns) {
+    return WriteUtc(to, utc_ns, true);
 }
 
 std::string Base64Encode(std::string_view bytes) {

@@ -4,6 +4,7 @@
 // is no memory.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -31,6 +32,10 @@ std::string FormatUtcIso8601(std::uint64_t utc_ns);
 // "2023-11-14T22:13:20.000000000Z", always with nine digits of fraction.
 void AppendUtcIso8601Nanos(std::string& out, std::uint64_t utc_ns);
 std::string FormatUtcIso8601Nanos(std::uint64_t utc_ns);
+
+// The same at `to`, which has that many bytes of room. Returns its end.
+inline constexpr std::size_t kUtcNanosBytes = sizeof "0000-00-00T00:00:00.000000000Z" - 1;
+char* WriteUtcIso8601Nanos(char* to, std::uint64_t utc_ns);
 
 // RFC 4648 base64 with the standard alphabet, padded, without line breaks.
 std::string Base64Encode(std::string_view bytes);
