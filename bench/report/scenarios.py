@@ -78,6 +78,7 @@ class GoogleBenchmarks:
         self.program = bin_folder / "zvevent_bench"
         done = subprocess.run(
             [self.program, "--benchmark_format=json", f"--benchmark_repetitions={repetitions}",
+             "--benchmark_min_time=0.2",
              f"--benchmark_filter={GOOGLE_FILTER}"], capture_output=True, text=True, check=True)
         runs = {}
         for entry in json.loads(done.stdout)["benchmarks"]:
