@@ -1,9 +1,5 @@
 #include "live/server.h"
 
-#include <sockets.h>
-// After the system's sockets, which it includes in an order of its own.
-#include <httplib.h>
-
 #include <algorithm>
 #include <atomic>
 #include <charconv>
@@ -17,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include "listen/receivers.h"
+#include "listen/http_service.h"
 #include "live/web_files.h"
 
 namespace zvevent::tool {
@@ -31,9 +27,6 @@ constexpr std::size_t kThreads = 32;
 constexpr int kWriteSeconds = 20;  // a browser that takes nothing for so long is given up
 constexpr std::size_t kMaxStatusBytes = std::size_t{1} << 20;
 constexpr std::string_view kHeldMark = "@HELD@";  // in the page; what is held goes there
-// Paths are matched by a regular expression, which calls itself for every character.
-constexpr std::size_t kMaxTargetBytes = 500;
-constexpr int kTargetTooLong = 414;
 constexpr int kMisdirected = 421;
 constexpr int kUnavailable = 503;
 
@@ -100,33 +93,20 @@ class Server : public LiveServer {
 public:
     Server(const LiveOptions& options, LiveStore& store)
         : options_(options), store_(store), started_(NewName()) {
-        server_.set_socket_options(TakePortAlone);
-        server_.set_tcp_nodelay(true);
-        server_.set_write_timeout(kWriteSeconds);
-        server_.set_default_headers(kHeaders);
-        server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-        server_.set_pre_routing_handler(
+        httplib::Server& server = service_.server();
+        server.set_write_timeout(kWriteSeconds);
+        server.set_default_headers(kHeaders);
+        server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+        server.set_pre_routing_handler(
             [this](const httplib::Request& request, httplib::Response& response) {
-                const bool is_long = request.target.size() > kMaxTargetBytes;
+                const bool is_long = request.target.size() > HttpService::kMaxTargetBytes;
                 if (!is_long && IsForUs(request))
                     return httplib::Server::HandlerResponse::Unhandled;
-                response.status = is_long ? kTargetTooLong : kMisdirected;
+                response.status = is_long ? HttpService::kTargetTooLong : kMisdirected;
                 return httplib::Server::HandlerResponse::Handled;
             });
         AddPages();
-        const std::string& address = options_.address;
-        const int port = options_.port;
-        const int bound = port == 0                             ? server_.bind_to_any_port(address)
-                          : server_.bind_to_port(address, port) ? port
-                                                                : -1;
-        if (bound < 0)
-            throw BindError(address + " port " + std::to_string(port) +
-                            " over TCP: " + SocketError());
-        port_ = static_cast<std::uint16_t>(bound);
-        thread_ = std::thread([this] {
-            server_.listen_after_bind();
-            ended_ = true;
-        });
+        port_ = service_.Start(options_.address, options_.port);
         if (!options_.status_path.empty()) status_thread_ = std::thread([this] { WatchStatus(); });
     }
     ~Server() override {
@@ -135,11 +115,7 @@ public:
             stop_ = true;
         }
         stopped_.notify_all();
-        // A stop before the server listens would be lost.
-        while (!server_.is_running() && !ended_)
-            std::this_thread::yield();
-        server_.stop();
-        thread_.join();
+        service_.Stop();
         if (status_thread_.joinable()) status_thread_.join();
     }
 
@@ -157,19 +133,23 @@ private:
     void AddPages() {
         for (const WebFile& file : WebFiles()) {
             const std::string path = file.name == "page.html" ? "/" : "/" + std::string(file.name);
-            server_.Get(path, [this, file](const httplib::Request&, httplib::Response& response) {
-                std::string body(file.bytes);
-                if (const std::size_t mark = body.find(kHeldMark); mark != std::string::npos)
-                    body.replace(mark, kHeldMark.size(), Held());
-                Answer(response, std::move(body), TypeOf(file.name));
-            });
+            service_.server().Get(
+                path, [this, file](const httplib::Request&, httplib::Response& response) {
+                    std::string body(file.bytes);
+                    if (const std::size_t mark = body.find(kHeldMark); mark != std::string::npos)
+                        body.replace(mark, kHeldMark.size(), Held());
+                    Answer(response, std::move(body), TypeOf(file.name));
+                });
         }
-        server_.Get("/older", [this](const httplib::Request& request, httplib::Response& response) {
-            Answer(response, store_.Before(Number(request.get_param_value("before"))),
-                   "application/json; charset=utf-8");
-        });
-        server_.Get("/stream", [this](const httplib::Request& request,
-                                      httplib::Response& response) { Stream(request, response); });
+        service_.server().Get(
+            "/older", [this](const httplib::Request& request, httplib::Response& response) {
+                Answer(response, store_.Before(Number(request.get_param_value("before"))),
+                       "application/json; charset=utf-8");
+            });
+        service_.server().Get("/stream",
+                              [this](const httplib::Request& request, httplib::Response& response) {
+                                  Stream(request, response);
+                              });
     }
 
     // What a browser begins with, with the place from which its stream goes on.
@@ -241,9 +221,8 @@ private:
     std::condition_variable stopped_;
     bool stop_ = false;
     std::atomic<int> streams_{0};
-    std::atomic<bool> ended_{false};
-    httplib::Server server_;
-    std::thread thread_, status_thread_;
+    std::thread status_thread_;
+    HttpService service_;  // last: its handlers use the rest
 };
 
 }  // namespace
