@@ -3,8 +3,10 @@ layer (http_post.cpp)."""
 import os
 import socket
 import ssl
+import struct
 import subprocess
 import threading
+import time
 from itertools import takewhile
 
 OK = b"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"
@@ -87,18 +89,71 @@ def answering(answer, once=False):
     return script
 
 
+def resetting(answer, reads=True):
+    """Ends its connection with a reset, after an answer or a part of one."""
+    def script(connection, requests):
+        if reads:
+            next(requests)
+        connection.sendall(answer)
+        connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+    return script
+
+
+def endless(start, piece, pause_s, reads=True):
+    def script(connection, requests):
+        if reads:
+            next(requests)
+        connection.sendall(start)
+        while True:
+            connection.sendall(piece)
+            time.sleep(pause_s)
+    return script
+
+
+# Servers that come to no end, and that come to a bad one: scheme, certificate, what they do.
+SLOW = [
+    ("http", None, answering(b"")),
+    ("http", None, endless(b"HTTP/1.1 200 OK\r\nX: ", b"x", 0.02)),
+    ("http", None, endless(b"HTTP/1.1 200 OK\r\n\r\n", b"x", 0.02)),
+    ("http", None, endless(b"", b"HTTP/1.1 100 Continue\r\n\r\n", 0.02)),
+    ("https", "signed", answering(b"")),
+    ("https", "signed", endless(b"HTTP/1.1 200 OK\r\n\r\n", b"x", 0.02))]
+SLOW_TO_CONNECT = [
+    ("https", None, answering(b"")),
+    ("https", None, endless(b"\x16\3\3\x40\0", b"\2", 0.02, reads=False))]
+BAD = [
+    ("http", None, endless(b"HTTP/1.1 200 OK\r\n", b"X: " + b"x" * 50000 + b"\r\n", 0)),
+    ("http", None, endless(b"HTTP/1.1 200 OK\r\nX: ", b"x" * 65536, 0)),
+    ("https", None, resetting(b"HTTP/1.1 400 x\r\n\r\n", reads=False)),
+    ("https", None, resetting(b"\x16\3\3\x40\0", reads=False)),
+    *((scheme, certificate, resetting(answer, reads))
+      for answer, reads in ((b"", False), (b"", True), (b"HTTP/1.1 200 OK\r\nX: ", True),
+                            (b"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", True))
+      for scheme, certificate in (("http", None), ("https", "signed")))]
+
+
 def make_certificates(directory):
-    """For "localhost" with their keys: lonely.pem, signed by itself, and signed.pem by ca.pem."""
-    def new(name, *options):
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2",
-                        *options, "-keyout", name + ".key", "-out", name + ".pem"],
-                       cwd=directory, check=True, capture_output=True)
+    """For "localhost" with their keys: lonely.pem, signed by itself, signed.pem and expired.pem by ca.pem."""
+    def openssl(*words):
+        subprocess.run(["openssl", *words], cwd=directory, check=True, capture_output=True)
+
+    def add_key(name, key):
         with open(os.path.join(directory, name + ".pem"), "a", encoding="ascii") as file, \
-                open(os.path.join(directory, name + ".key"), encoding="ascii") as key:
-            file.write(key.read())
+                open(os.path.join(directory, key + ".key"), encoding="ascii") as of_key:
+            file.write(of_key.read())
+
+    def new(name, *options):
+        # RSA, as Wine takes one in a hundred good signatures by elliptic curves for bad.
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", *options,
+                "-keyout", name + ".key", "-out", name + ".pem")
+        add_key(name, name)
 
     host = ["-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost"]
     new("lonely", *host)
     new("ca", "-subj", "/CN=zvEvent test authority")
     new("signed", *host, "-CA", "ca.pem", "-CAkey", "ca.key", "-addext",
         "basicConstraints=critical,CA:FALSE")
+    openssl("req", "-new", "-key", "signed.key", *host, "-out", "expired.csr")
+    openssl("x509", "-req", "-in", "expired.csr", "-copy_extensions", "copy", "-days", "-1",
+            "-CA", "ca.pem", "-CAkey", "ca.key", "-out", "expired.pem")
+    add_key("expired", "signed")

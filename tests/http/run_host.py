@@ -3,6 +3,7 @@
     run_host.py LIBRARY
 """
 import ctypes
+import json
 import os
 import pathlib
 import socket
@@ -10,13 +11,14 @@ import subprocess
 import sys
 import tempfile
 
-from http_tools import OK, Server, answering, make_certificates
+from http_tools import BAD, OK, SLOW, SLOW_TO_CONNECT, Server, answering, make_certificates
 
-CONFIG = """<c><key name="QRV"><key name="Events"><key name="sink">
+CONFIG = """<c><key name="QRV"><key name="Events">
+<key name="core"><value name="status_file">{0}/status.json</value></key><key name="sink">
 <key name="native"><key name="main"><value name="enabled">0</value></key></key>
-<key name="webhook"><key name="http"><key name="main"><value name="enabled">1</value>
-<value name="endpoint_url">{}</value><value name="ca_file">{}</value>
-</key></key></key></key></key></key></c>"""
+<key name="webhook"><key name="http">{1}</key></key></key></key></key></c>"""
+ENTRY = """<key name="{0}"><value name="enabled">1</value><value name="endpoint_url">{1}</value>
+<value name="ca_file">{2}/ca.pem</value><value name="request_timeout_ms">{3}</value></key>"""
 
 # Uses TLS after its initialise: left alone, OpenSSL's exit handler would run before the library's.
 TLS_HOST = """
@@ -31,10 +33,30 @@ ctypes.CDLL(None).exit(0)
 """
 
 
-def configure(directory, url):
+def configure(directory, *urls, timeout_ms=5000):
     path = pathlib.Path(directory, "events.xml")
-    path.write_text(CONFIG.format(url, directory + "/ca.pem"), encoding="ascii")
+    entries = (ENTRY.format(number, url, directory, timeout_ms) for number, url in enumerate(urls))
+    path.write_text(CONFIG.format(directory, "".join(entries)), encoding="ascii")
     return str(path)
+
+
+def check_hostile_ends(directory):
+    """Each costs its time and says so; the worker goes on to the next output and the next event."""
+    def url_of(scheme, certificate, script, host="localhost"):
+        return Server(script, certificate and f"{directory}/{certificate}.pem").url("/", scheme, host)
+
+    hostile = [url_of(*end) for end in SLOW + SLOW_TO_CONNECT + BAD]
+    hostile += [url_of("https", "expired", answering(OK)), url_of("https", "lonely", answering(OK)),
+                url_of("https", "signed", answering(OK), "127.0.0.1")]
+    path = configure(directory, *hostile, url_of("https", "signed", answering(OK)), timeout_ms=300)
+    library = ctypes.CDLL(sys.argv[1])
+    assert library.zvEventInitialize(path.encode()) == 0
+    assert [library.zvEventSubmitSimple(0, 1, b"host", b"text") for _ in range(2)] == [0] * 2
+    assert library.zvEventFlush(60000) == library.zvEventShutdown() == 0
+    *outputs, good, _ = json.loads(pathlib.Path(directory, "status.json").read_text("utf-8"))["outputs"]
+    assert good["delivered"] == 2, good
+    for url, output in zip(hostile, outputs, strict=True):
+        assert (output["failed"], output["last_error"]) == (2, "zvEvent webhook POST failed: " + url), output
 
 
 def check_fork(directory):
@@ -73,4 +95,5 @@ with tempfile.TemporaryDirectory() as directory:
     for _ in range(5):
         subprocess.run([sys.executable, "-c", TLS_HOST, sys.argv[1], path], check=True, timeout=60)
     assert len(server.requests) == 1000, len(server.requests)
+    check_hostile_ends(directory)
     check_fork(directory)

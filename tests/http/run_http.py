@@ -6,22 +6,11 @@ import os
 import socket
 import sys
 import tempfile
-import time
 
-from http_tools import OK, Client, Server, answering, make_certificates
+from http_tools import (
+    BAD, OK, SLOW, SLOW_TO_CONNECT, Client, Server, answering, endless, make_certificates)
 
 LATE_MS = 15000  # well below the time-outs that must not count, and long on a busy machine
-
-
-def endless(start, piece, pause_s):
-    def script(connection, requests):
-        next(requests)
-        connection.sendall(start)
-        while True:
-            connection.sendall(piece)
-            time.sleep(pause_s)
-    return script
-
 
 platform, *command = sys.argv[1:]
 # The address sanitizer keeps freed memory, which would count as growth.
@@ -41,6 +30,9 @@ for answer, good, body in (
         ("200 OK\r\nContent-Length: 9\r\n\r\nhalf", 0, b"half"),
         ("200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nhalf", 0, b"half"),
         ("200 OK\r\nContent-Le", 0, b""),
+        # Not unpacked: what one kilobyte could blow up to stays a kilobyte.
+        ("200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 4\r\n\r\n\x1f\x8b\x08\x00", 1,
+         b"\x1f\xc2\x8b\x08"),
         ("garbage\r\n\r\n", 0, b"")):
     server = Server(answering(b"HTTP/1.1 " + answer.encode(), once=True))
     got = client.send(server.url("/path?q=1"))
@@ -75,17 +67,6 @@ for job in [{"headers": [line]} for line in ("A: b\rC: d", "A: b\nC: d", "A: b\x
     assert not client.send(**{"url": server.url(), **job})[0], job
 assert server.connections == 0 and client.send("HTTP" + server.url()[4:])[0]
 
-# Times: of the whole exchange, and of the connection with its TLS handshake. Of two lines for one
-# setting the first holds.
-connect = "X-zvEvent-Connect-Timeout-Ms: "
-for scheme, headers, timeout, script in (
-        ("http", [], 400, answering(b"")),
-        ("http", [], 400, endless(b"HTTP/1.1 200 OK\r\nX: ", b"x", 0.02)),
-        ("http", [], 400, endless(b"HTTP/1.1 200 OK\r\n\r\n", b"x", 0.02)),
-        ("https", [connect + "400", connect + "60000"], 60000, answering(b""))):
-    good, ms, _ = client.send(Server(script).url(scheme=scheme), headers, timeout=timeout)
-    assert not good and 380 <= ms < LATE_MS, (scheme, ms)
-
 # An endless answer is cut.
 for status, good in ((b"200 OK", 1), (b"500 x", 0)):
     start = b"HTTP/1.1 " + status + b"\r\n\r\n"
@@ -99,7 +80,7 @@ for _ in range(20):
 assert keeping.connections == 1 and len(closing.requests) == 20
 
 # What fails leaves nothing behind and raises no signal, a body without a reader least of all.
-unseen = ["X-zvEvent-TLS-Verify: 0"]
+unseen, connect = ["X-zvEvent-TLS-Verify: 0"], "X-zvEvent-Connect-Timeout-Ms: "
 failing = Server(answering(b"HTTP/1.1 500 x\r\nContent-Length: 9\r\n\r\n", once=True))
 hanging_up = Server(lambda connection, requests: None)
 with socket.create_server(("127.0.0.1", 0)) as refusing:
@@ -122,8 +103,8 @@ def trust(name):
 
 with tempfile.TemporaryDirectory() as directory:
     make_certificates(directory)
-    lonely, signed = (Server(answering(OK), f"{directory}/{name}.pem") for name in
-                      ("lonely", "signed"))
+    lonely, signed, expired = (Server(answering(OK), f"{directory}/{name}.pem") for name in
+                               ("lonely", "signed", "expired"))
     own, authority, missing = trust("lonely.pem"), trust("ca.pem"), trust("missing.pem")
     for server, host, headers, good in (
             (lonely, "localhost", unseen + ["X-zvEvent-TLS-Verify: 1"], 1),
@@ -135,9 +116,22 @@ with tempfile.TemporaryDirectory() as directory:
             (signed, "localhost", own, 0),
             (signed, "localhost", missing, 0),
             (signed, "127.0.0.1", authority, 0),
+            (expired, "localhost", authority, 0),
+            (expired, "localhost", unseen, 1),
             (signed, "127.0.0.1", unseen + missing, 1)):
         got = client.send(server.url(scheme="https", host=host), headers)[0]
         assert got == good, (host, headers, got)
+
+    # Of two lines for one setting the first holds.
+    memory = client.resident_kib()
+    for ends, headers, timeout, at_least_ms in (
+            (SLOW, unseen, 400, 380), (BAD, unseen, 60000, 0),
+            (SLOW_TO_CONNECT, unseen + [connect + "400", connect + "60000"], 60000, 380)):
+        for scheme, certificate, script in ends:
+            server = Server(script, certificate and f"{directory}/{certificate}.pem")
+            good, ms, _ = client.send(server.url(scheme=scheme), headers, timeout=timeout)
+            assert not good and at_least_ms <= ms < LATE_MS, (scheme, certificate, timeout, ms)
+    assert client.resident_kib() - memory < 20000
 
     signed = Server(answering(OK), directory + "/signed.pem")
     url = signed.url(scheme="https", host="localhost")
