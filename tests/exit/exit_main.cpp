@@ -6,9 +6,11 @@
 // A callback holds the first event until the gate opens, so that the others are queued meanwhile.
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -69,6 +71,22 @@ int OpenGateAtExit() {
     return kGood;
 }
 
+// As Start, but with an output in the middle of an event: the callback at the shut gate, or where
+// the receiver hangs, a request, which the receiver tells of by a file.
+void StartAndGetBusy() {
+    Start(WaitAtGate, 0);
+    do {
+        Check(CALL(zvEventFlush, 100) == ZVEVENT_E_FAILURE, "flush");
+    } while (!std::ifstream("busy"));
+}
+
+template <void (*end)()>
+int EndBusy() {
+    StartAndGetBusy();
+    end();
+    return 1;
+}
+
 // Loads, works and unloads again and again. Without a shutdown the former round may still run.
 int Cycles(bool with_shutdown) {
     int handles = 0;
@@ -124,6 +142,32 @@ int ForkEarly() {
     initialize.join();
     gate.Set(true);
     Submit(kEvents);
+    return kGood;
+}
+
+// Children that end, in every way, while the parent's output is busy.
+int ForkAndEnd() {
+    StartAndGetBusy();
+    const auto start = std::chrono::steady_clock::now();
+    for (int (*const end)() : {+[] { return 3; }, +[]() -> int { std::_Exit(3); },
+                               +[]() -> int { zvevent::test::End("quick", 3); },
+                               +[]() -> int { zvevent::test::End("exec", 3); },
+                               +[] { return zvevent::test::CloseLibrary(), 3; }})
+        Check(zvevent::test::ForkAndRun(end) == 3, "child");
+    Check(std::chrono::steady_clock::now() - start < std::chrono::seconds(20), "their time");
+    return kGood;
+}
+
+// Unloaded before it was started, while loaded once more, and with nothing to do.
+int UnloadInEveryState() {
+    zvevent::test::OpenLibrary(library_path);
+    zvevent::test::CloseLibrary();
+    gate.Set(true);
+    zvevent::test::OpenLibrary(library_path);
+    Start(WaitAtGate, kEvents);
+    zvevent::test::CloseLibrary();
+    Check(CALL(zvEventFlush, 0) == ZVEVENT_OK, "flush");
+    zvevent::test::CloseLibrary();
     return kGood;
 }
 
@@ -212,22 +256,12 @@ const struct {
          gate.WaitForArrivals(kEvents);
          return kGood;
      }},
-    {"blocked_callback",
-     [] {
-         Start(WaitAtGate);
-         return kGood;  // the gate stays shut
-     }},
     {"exit_in_callback",
      [] {
          Start([](const zvEventRecord*, void*) { std::exit(kGood); });
          return 1;
      }},
-    {"hanging_webhook",  // its receiver, by the configuration
-     [] {
-         gate.Set(true);
-         Start(WaitAtGate, 0);
-         return kGood;
-     }},
+    {"busy_return", EndBusy<[] { std::exit(kGood); }>},
     {"hanging_shutdown",
      []() -> int {
          gate.Set(true);
@@ -243,7 +277,7 @@ const struct {
      [] {
          Start([](const zvEventRecord*, void*) {
              gate.Pass();
-             zvevent::test::EndThread();
+             zvevent::test::End("thread", 0);
          });
          gate.Set(true);
          Check(CALL(zvEventFlush, 0) == ZVEVENT_E_FAILURE, "flush");
@@ -254,13 +288,26 @@ const struct {
      [] {
          Start(WaitAtGate);
          ForkAndStartAfresh();
-         const auto start = std::chrono::steady_clock::now();
-         Check(zvevent::test::ForkAndRun([] { return 3; }) == 3, "child that does not");
-         Check(std::chrono::steady_clock::now() - start < std::chrono::seconds(4), "its time");
          gate.Set(true);
          return kGood;
      }},
     {"fork_early", ForkEarly},
+    {"fork_ends", ForkAndEnd},
+    {"at_once", EndBusy<[] { std::_Exit(kGood); }>},
+    {"quick_exit", EndBusy<[] { zvevent::test::End("quick", kGood); }>},
+    {"abort", EndBusy<[] { std::abort(); }>},
+    {"terminate", EndBusy<[] { std::terminate(); }>},
+    {"signal", EndBusy<[] { std::raise(SIGTERM); }>},
+    {"exec", EndBusy<[] { zvevent::test::End("exec", kGood); }>},
+    {"busy_unload", EndBusy<[] { zvevent::test::CloseLibrary(), std::exit(kGood); }>},
+    {"unload_states", UnloadInEveryState},
+    {"main_thread_ends", EndBusy<[] {
+         std::thread([] {
+             gate.Set(true);
+             Check(CALL(zvEventShutdown) == ZVEVENT_OK, "shutdown");
+         }).detach();
+         zvevent::test::End("thread", 0);
+     }>},
     {"in_signal_handler",
      [] {
          zvevent::test::OpenLibrary(library_path);

@@ -19,8 +19,9 @@ int ForkAndRun(int (*child)());
 // exit(7) (POSIX).
 void ExitInSignalHandler(const std::atomic<int>& count, int from);
 
-// Ends the calling thread by force, unwinding it (POSIX).
-[[noreturn]] void EndThread();
+// Ends the calling "thread" by force, unwinding it, or the process with that code: "quick", or by
+// "exec" of another program (POSIX).
+[[noreturn]] void End(const char* way, int code);
 
 // How many files, events and threads of the system's this process holds, and how many of them the
 // C++ runtime inside the library may leave behind every time it is loaded and unloaded.

@@ -30,7 +30,7 @@ int ForkAndRun(int (*)()) {
 
 void ExitInSignalHandler(const std::atomic<int>&, int) {}
 
-void EndThread() {
+void End(const char*, int) {
     std::abort();  // not run here
 }
 
