@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <functional>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -238,6 +241,41 @@ TEST_F(ExportsTest, LosesNothingUnderReloadsFlushesAndRegistrations) {
         thread.join();
     AllOk({zvEventFlush(0)});
     EXPECT_EQ(counts, std::vector<std::uint64_t>({0, kEvents, kEvents, kEvents, kEvents}));
+}
+
+// Starts and stops as well: every call has one of its own outcomes, and all that was accepted is in
+// the file, whichever start it came after.
+TEST_F(ExportsTest, TakesEveryCallFromEightThreads) {
+    const std::string status_file = test::Value("status_file", directory_.File("status.json"));
+    const std::string config = Config(status_file, directory_.File("e.csv"));
+    std::atomic<int> accepted{0};
+    const std::pair<std::function<std::uint32_t()>, std::vector<std::uint32_t>> calls[] = {
+        {[&] { return zvEventInitialize(config.c_str()); }, {ZVEVENT_E_ALREADY_INITIALIZED}},
+        {zvEventShutdown, {ZVEVENT_E_NOT_INITIALIZED}},
+        {[] { return zvEventReloadConfig(nullptr); },
+         {ZVEVENT_E_NOT_INITIALIZED, ZVEVENT_E_INVALID_ARGUMENT}},
+        {[] { return zvEventFlush(1); }, {ZVEVENT_E_NOT_INITIALIZED, ZVEVENT_E_FAILURE}},
+        {[] { return zvEventUnregisterCallback(Register(Ignore, nullptr)); },
+         {ZVEVENT_E_NOT_FOUND}},
+        {[] { return Submit("m"); }, {ZVEVENT_E_NOT_INITIALIZED}}};
+    std::vector<std::jthread> threads;
+    for (std::uint32_t t = 1; t <= 8; ++t) {
+        threads.emplace_back([&, t] {
+            std::minstd_rand random(t);
+            for (int i = 0; i < 500; ++i) {
+                const auto& [call, refusals] = calls[random() / 7 % std::size(calls)];
+                const std::uint32_t result = call();
+                if (result == ZVEVENT_OK)
+                    accepted += &call == &std::end(calls)[-1].first;
+                else
+                    EXPECT_TRUE(std::ranges::count(refusals, result)) << LastError();
+            }
+        });
+    }
+    threads.clear();
+    zvEventShutdown();
+    EXPECT_GT(accepted, 0);
+    EXPECT_EQ(std::ranges::count(directory_.Read("e.csv"), '\n'), accepted + 1);
 }
 
 }  // namespace
