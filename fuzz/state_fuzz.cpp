@@ -1,5 +1,5 @@
-// Random operations on the queue and on the alert state, each beside a model that says literally
-// what docs/architecture.md and docs/alerts.md promise.
+// Random operations on the queue, the alert state and its table, each beside a model that says
+// literally what docs/architecture.md and docs/alerts.md promise.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/alert_state.h"
+#include "core/alert_table.h"
 #include "core/event_queue.h"
 #include "core/event_view.h"
 #include "require.h"
@@ -130,14 +131,14 @@ void FuzzAlerts(FuzzedDataProvider& data) {
     config.send_clear = data.ConsumeBool();
     config.route_orphan_clear = data.ConsumeBool();
     config.state_enabled = data.ConsumeIntegralInRange(0, 15) != 0;
+    const bool many_sources = data.ConsumeBool();
     AlertState state;
     state.Configure(config);
     std::map<std::string, Delivered> active;
     const std::uint64_t interval_ns = config.default_repeat_interval_sec * 1'000'000'000ull;
     while (data.remaining_bytes() > 0) {
         zvEventNormalizedEvent event;
-        event.source_id =
-            std::string(1, static_cast<char>('a' + data.ConsumeIntegralInRange(0, 2)));
+        event.source_id = std::to_string(data.ConsumeIntegralInRange(0, many_sources ? 500 : 2));
         event.event_type = "t";
         if (data.ConsumeBool()) event.dedupe_key = event.source_id + ":t";  // the same alert
         event.message = data.ConsumeBool() ? "one" : "two";
@@ -184,15 +185,42 @@ void FuzzAlerts(FuzzedDataProvider& data) {
     }
 }
 
+// Few digests, which name few slots of one part: all that can happen to neighbours happens soon.
+void FuzzAlertTable(FuzzedDataProvider& data) {
+    AlertTable table;
+    std::map<std::uint8_t, std::uint64_t> model;
+    for (std::uint64_t step = 1; data.remaining_bytes() > 0; ++step) {
+        const auto number = data.ConsumeIntegral<std::uint8_t>();
+        const bool remove = data.ConsumeBool();
+        const Digest key = {number & 31u, number + 1u};
+        Alert* const alert = table.Find(key);
+        const auto expected = model.find(number);
+        Require((alert != nullptr) == (expected != model.end()), "an alert is found");
+        Require(alert == nullptr || alert->forwarded_ns == expected->second, "it is the one");
+        if (!remove) {
+            (alert != nullptr ? *alert : table.Add(key)).forwarded_ns = model[number] = step;
+        } else if (alert != nullptr) {
+            table.Remove(*alert);
+            model.erase(expected);
+        }
+        Require(table.Count() == model.size(), "as many are there");
+    }
+}
+
 }  // namespace
 }  // namespace zvevent::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     FuzzedDataProvider data(bytes, std::min<std::size_t>(size, 4096));
-    if (data.ConsumeBool()) {
-        zvevent::fuzz::FuzzQueue(data);
-    } else {
-        zvevent::fuzz::FuzzAlerts(data);
+    switch (data.ConsumeIntegralInRange(0, 2)) {
+        case 0:
+            zvevent::fuzz::FuzzAlerts(data);
+            break;
+        case 1:
+            zvevent::fuzz::FuzzQueue(data);
+            break;
+        default:
+            zvevent::fuzz::FuzzAlertTable(data);
     }
     return 0;
 }

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <tuple>
 
+#include "base/keyed_digest.h"
 #include "base/number_text.h"
 #include "base/texts.h"
 
@@ -66,6 +68,21 @@ TEST(Text, WritesUtcTimes) {
     for (const auto& [ns, seconds, fraction] : cases) {
         EXPECT_EQ(FormatUtcIso8601Nanos(ns), seconds + fraction + "Z");
         EXPECT_EQ(FormatUtcIso8601(ns), seconds + (ns % 1'000'000'000 ? fraction : "") + "Z");
+    }
+}
+
+// The bytes 0, 1, 2, ... by another implementation of SipHash-1-3 with 128 bits.
+TEST(Text, HasItsSipHashAsDigest) {
+    const std::pair<std::size_t, Digest> cases[] = {{0, {0xbea58827b2bc7ee7, 0x013030dd6adb62fd}},
+                                                    {1, {0xa8edd36004376ffc, 0x63f02f2bcc73055e}},
+                                                    {7, {0xc3e0aaf223b98410, 0x77ab4808c82e2fa6}},
+                                                    {8, {0xb4dae3d5e1fe12aa, 0x99c7f935ab164f72}},
+                                                    {15, {0x6c52bdb205557ec1, 0x09017e1eeccd2129}},
+                                                    {37, {0xdad3ed1a387e87b9, 0x10ac23ff753ec308}}};
+    for (const auto& [length, digest] : cases) {
+        std::string text(length, 0);
+        std::iota(text.begin(), text.end(), char{0});
+        EXPECT_EQ(DigestOf({0x0706050403020100, 0x0f0e0d0c0b0a0908}, text), digest) << length;
     }
 }
 

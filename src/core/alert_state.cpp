@@ -1,11 +1,15 @@
 #include "core/alert_state.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <string_view>
 
 #include "base/ascii.h"
 #include "base/number_text.h"
 #include "base/texts.h"
+#include "core/event_fields.h"
+#include "platform/random_words.h"
 
 namespace zvevent {
 
@@ -18,8 +22,9 @@ constexpr std::string_view kRepeat = "repeat";
 
 // The alert action a text means, in lower case; empty for an ordinary event.
 std::string_view RecognizedAction(std::string_view action) {
+    // Lengths first, which spares most of the calls.
     for (const auto known : std::array{kRaise, kUpdate, kClear, kRepeat}) {
-        if (EqualsLowerAscii(action, known)) return known;
+        if (action.size() == known.size() && EqualsLowerAscii(action, known)) return known;
     }
     return {};
 }
@@ -36,12 +41,13 @@ void AlertState::Configure(const zvEventConfig& config) {
 
 void AlertState::Clear() {
     const std::scoped_lock lock(mutex_);
-    alerts_.clear();
+    alerts_.Clear();
+    digest_key_.reset();
 }
 
 std::size_t AlertState::ActiveCount() const {
     const std::scoped_lock lock(mutex_);
-    return alerts_.size();
+    return alerts_.Count();
 }
 
 std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) {
@@ -50,37 +56,39 @@ std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) 
     const std::string_view action = RecognizedAction(event->action);
     const std::scoped_lock lock(mutex_);
     if (!active_ || action.empty()) return ZVEVENT_OK;
-    BuildKey(*event);
-    const auto alert = alerts_.find(key_);
-    *forward = alert != alerts_.end() ? ProcessActive(*event, alert, action)
-                                      : ProcessAbsent(*event, action);
-    ClearBuffer(key_);
-    ClearBuffer(fingerprint_);
+    const Digest key = KeyOf(*event);
+    Alert* const alert = alerts_.Find(key);
+    *forward = alert != nullptr ? ProcessActive(*event, *alert, action)
+                                : ProcessAbsent(*event, key, action);
+    ClearBuffer(text_);
     return ZVEVENT_OK;
 }
 
-bool AlertState::ProcessActive(zvEventNormalizedEvent& event, Alerts::iterator alert,
+bool AlertState::ProcessActive(zvEventNormalizedEvent& event, Alert& alert,
                                std::string_view action) {
     if (action == kClear) {
-        alerts_.erase(alert);
+        alerts_.Remove(alert);
         return send_clear_;
     }
-    const bool within_interval = WithinInterval(alert->second, event);
+    const bool within_interval = WithinInterval(alert, event);
     if (within_interval && action != kUpdate) return false;
     if (action == kRaise) event.action = kRepeat;
-    BuildFingerprint(event);
-    if (within_interval && fingerprint_ == alert->second.fingerprint) return false;
-    alert->second.fingerprint = fingerprint_;
-    alert->second.forwarded_ns = event.utc_ns;
+    const Digest content = ContentOf(event);
+    if (within_interval && content == alert.content) return false;
+    alert.content = content;
+    alert.forwarded_ns = event.utc_ns;
     return true;
 }
 
-bool AlertState::ProcessAbsent(zvEventNormalizedEvent& event, std::string_view action) {
+bool AlertState::ProcessAbsent(zvEventNormalizedEvent& event, const Digest& key,
+                               std::string_view action) {
     if (action == kClear) return route_orphan_clear_;
     if (action == kRepeat) return false;
     if (action == kUpdate) event.action = kRaise;
-    BuildFingerprint(event);
-    alerts_.emplace(key_, Alert{fingerprint_, event.utc_ns});
+    const Digest content = ContentOf(event);
+    Alert& alert = alerts_.Add(key);
+    alert.content = content;
+    alert.forwarded_ns = event.utc_ns;
     return true;
 }
 
@@ -90,30 +98,39 @@ bool AlertState::WithinInterval(const Alert& alert, const zvEventNormalizedEvent
            event.utc_ns - alert.forwarded_ns < repeat_interval_ns_;
 }
 
-void AlertState::BuildKey(const zvEventNormalizedEvent& event) {
-    if (!event.dedupe_key.empty()) {
-        key_ = event.dedupe_key;
-    } else {
-        key_.assign(event.source_id).append(1, ':').append(event.event_type);
+Digest AlertState::KeyOf(const zvEventNormalizedEvent& event) {
+    if (!digest_key_) {
+        const auto [first, second] = RandomWords();
+        digest_key_ = {first, second};
     }
+    if (!event.dedupe_key.empty()) return DigestOf(*digest_key_, event.dedupe_key);
+    text_.assign(event.source_id).append(1, ':').append(event.event_type);
+    return DigestOf(*digest_key_, text_);
 }
 
-// All content but number and times, each member ended by a line feed. Line feeds inside texts are
-// not escaped: two events have equal content exactly when these texts are equal.
-void AlertState::BuildFingerprint(const zvEventNormalizedEvent& event) {
+// Of all but number and times, as texts that end with a line feed each. Line feeds inside texts are
+// not escaped, and numbers are as they would be read: two events have equal content exactly when
+// these texts are equal.
+Digest AlertState::ContentOf(const zvEventNormalizedEvent& event) {
     // All members by name: whoever adds one has to say here whether it is content.
     const auto& [event_id, event_type, source_id, source_name, message, severity, action,
                  dedupe_key, correlation_id, utc_ns, ptp_ns, pts, timecode, value, threshold, units,
                  duration_ms, details_json] = event;
-    fingerprint_.clear();
-    const auto text = [this](std::string_view member) { fingerprint_.append(member) += '\n'; };
-    const auto number = [this](auto member) {
-        AppendDecimal(fingerprint_, member);
-        fingerprint_ += '\n';
+    // Room for all of it at once: an append for each member would look for room thirty times.
+    std::size_t bytes = 6 * (kMostGeneralBytes + 1);
+    ForEachEventText([&](const auto& field) { bytes += (event.*field.event).size() + 1; });
+    text_.resize(bytes);
+    char* at = text_.data();
+    const auto end_with = [&at](char* end) {
+        *end = '\n';
+        at = end + 1;
     };
-    const auto measure = [this](double member) {
-        AppendGeneral(fingerprint_, member, kRoundTripDigits);
-        fingerprint_ += '\n';
+    const auto text = [&](std::string_view member) { end_with(std::ranges::copy(member, at).out); };
+    const auto number = [&](auto member) {
+        end_with(std::to_chars(at, at + kMostGeneralBytes, member).ptr);
+    };
+    const auto measure = [&](double member) {
+        end_with(WriteGeneral(at, member, kRoundTripDigits));
     };
     text(event_type);
     text(source_id);
@@ -130,6 +147,7 @@ void AlertState::BuildFingerprint(const zvEventNormalizedEvent& event) {
     text(units);
     number(duration_ms);
     text(details_json);
+    return DigestOf(*digest_key_, {text_.data(), at});
 }
 
 }  // namespace zvevent

@@ -1,16 +1,23 @@
 // The active alerts: which were raised and not cleared, and when each was last passed on. Decides
 // for every event whether it goes to the outputs, and turns a repeated raise into a "repeat".
 //
+// Of an alert's key and of its content only digests are kept (base/keyed_digest.h): nothing asks
+// for more than whether they are the same. The digests' key is drawn anew for each run, by the
+// first event about an alert.
+//
 // Process runs on the worker; Configure and Clear on the thread that starts, stops or reloads.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 
+#include "base/keyed_digest.h"
 #include "config/config.h"
+#include "core/alert_table.h"
 #include "zvEvent/zvEventNormalizedEvent.h"
 
 namespace zvevent {
@@ -29,18 +36,11 @@ public:
     std::uint32_t Process(zvEventNormalizedEvent* event, bool* forward);
 
 private:
-    struct Alert {
-        std::string fingerprint;  // of the event last forwarded
-        std::uint64_t forwarded_ns = 0;
-    };
-    using Alerts = std::map<std::string, Alert, std::less<>>;
-
-    bool ProcessActive(zvEventNormalizedEvent& event, Alerts::iterator alert,
-                       std::string_view action);
-    bool ProcessAbsent(zvEventNormalizedEvent& event, std::string_view action);
+    bool ProcessActive(zvEventNormalizedEvent& event, Alert& alert, std::string_view action);
+    bool ProcessAbsent(zvEventNormalizedEvent& event, const Digest& key, std::string_view action);
     bool WithinInterval(const Alert& alert, const zvEventNormalizedEvent& event) const;
-    void BuildKey(const zvEventNormalizedEvent& event);
-    void BuildFingerprint(const zvEventNormalizedEvent& event);
+    Digest KeyOf(const zvEventNormalizedEvent& event);
+    Digest ContentOf(const zvEventNormalizedEvent& event);
 
     mutable std::mutex mutex_;
     // Guarded by mutex_:
@@ -48,9 +48,9 @@ private:
     bool send_clear_ = true;
     bool route_orphan_clear_ = false;
     std::uint64_t repeat_interval_ns_ = 0;
-    Alerts alerts_;
-    std::string key_;          // of the event in hand; kept for its capacity
-    std::string fingerprint_;  // likewise
+    AlertTable alerts_;
+    std::optional<DigestKey> digest_key_;
+    std::string text_;  // whose digest is to be taken; kept for its capacity
 };
 
 }  // namespace zvevent
