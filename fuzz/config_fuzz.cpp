@@ -41,12 +41,26 @@ bool IsXmlForExpat(const std::string& text) {
     return good;
 }
 
-// A number that is none is replaced by its default: what values hold need not stay.
+// Where the content of a value ends that begins before `at`; values may stand in it.
+std::size_t EndOfValue(const std::string& text, std::size_t at) {
+    for (int depth = 1;;) {
+        const std::size_t end = text.find("</value", at);
+        const std::size_t inner = text.find("<value", at);
+        if (end == text.npos) return end;
+        if (end < inner && --depth == 0) return end;
+        at = std::min(end, inner) + 1;
+        const std::size_t tag_end = text.find('>', at);
+        const bool is_empty = tag_end != text.npos && text[tag_end - 1] == '/';
+        if (inner < end && !is_empty) ++depth;
+    }
+}
+
+// A number that is none is replaced by its default: what values hold need not stay, be it values.
 std::string WithoutContentOfValues(std::string text) {
     std::size_t at = 0;
     while ((at = text.find("<value", at)) != text.npos) {
-        const std::size_t end = text.find("</value", at);
         const std::size_t begin = at += 1;
+        const std::size_t end = EndOfValue(text, begin);
         if (end != text.npos) text.erase(begin, end - begin);
     }
     return text;

@@ -6,8 +6,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
+
+#include "base/copy_text.h"
 
 namespace zvevent {
 
@@ -30,7 +31,7 @@ public:
     // The first one of the set in `text`, or the text's size.
     std::size_t FindFirstIn(std::string_view text) const {
         std::size_t at = 0;
-        while (text.size() - at >= kStride && !IsAny(holds_(Load<SixteenBytes>(text.data() + at))))
+        while (text.size() - at >= kStride && !IsAny(HeldIn16(text.data() + at)))
             at += kStride;
         if (text.size() - at < kStride && !IsAnyIn(text.substr(at))) return text.size();
         while (!Contains(text[at]))
@@ -43,14 +44,14 @@ public:
     bool CopyIfNoneIn(std::string_view text, char* to) const {
         const std::size_t size = text.size();
         if (size < kStride) {
-            CopyShort(text, to);
+            CopyText(text, to);
             return !IsAnyIn(text);
         }
-        auto held = holds_(Copy<SixteenBytes>(text.data(), to));
+        auto held = CopyAndHeldIn16(text.data(), to);
         for (std::size_t at = kStride; at + kStride < size; at += kStride)
-            held |= holds_(Copy<SixteenBytes>(text.data() + at, to + at));
+            held |= CopyAndHeldIn16(text.data() + at, to + at);
         const std::size_t last = size - kStride;  // overlaps what came before it
-        held |= holds_(Copy<SixteenBytes>(text.data() + last, to + last));
+        held |= CopyAndHeldIn16(text.data() + last, to + last);
         return !IsAny(held);
     }
 
@@ -60,7 +61,7 @@ public:
         while (!text.empty()) {
             const std::string_view part = text.substr(0, kStride);
             text.remove_prefix(part.size());
-            if (part.size() == kStride && !IsAny(holds_(Copy<SixteenBytes>(part.data(), to)))) {
+            if (part.size() == kStride && !IsAny(CopyAndHeldIn16(part.data(), to))) {
                 to += kStride;
                 continue;
             }
@@ -77,18 +78,10 @@ public:
 private:
     using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
 
-    template <typename Word>
-    static Word Load(const char* from) {
-        Word word;
-        std::memcpy(&word, from, sizeof word);
-        return word;
-    }
-
-    template <typename Word>
-    static Word Copy(const char* from, char* to) {
-        const Word word = Load<Word>(from);
-        std::memcpy(to, &word, sizeof word);
-        return word;
+    auto HeldIn16(const char* from) const { return holds_(LoadWord<SixteenBytes>(from)); }
+    auto CopyAndHeldIn16(const char* from, char* to) const {
+        CopyWord<SixteenBytes>(from, to);
+        return HeldIn16(from);
     }
 
     // Of less than a stride.
@@ -104,27 +97,12 @@ private:
     // The bytes of a text of one to two words: its first and its last word, which may overlap.
     template <typename Word>
     static SixteenBytes Ends(std::string_view text) {
-        const Word ends[2] = {Load<Word>(text.data()),
-                              Load<Word>(text.data() + text.size() - sizeof(Word))};
+        const Word ends[2] = {LoadWord<Word>(text.data()),
+                              LoadWord<Word>(text.data() + text.size() - sizeof(Word))};
         std::array<Word, kStride / sizeof(Word)> words;
         for (std::size_t i = 0; i < words.size(); ++i)
             words[i] = ends[i % 2];
         return std::bit_cast<SixteenBytes>(words);
-    }
-
-    static void CopyShort(std::string_view text, char* to) {
-        if (text.size() >= sizeof(std::uint64_t)) return CopyEnds<std::uint64_t>(text, to);
-        if (text.size() >= sizeof(std::uint32_t)) return CopyEnds<std::uint32_t>(text, to);
-        for (const char byte : text)
-            *to++ = byte;
-    }
-
-    template <typename Word>
-    static void CopyEnds(std::string_view text, char* to) {
-        const std::size_t last = text.size() - sizeof(Word);
-        const Word word = Load<Word>(text.data() + last);
-        Copy<Word>(text.data(), to);
-        std::memcpy(to + last, &word, sizeof word);
     }
 
     template <typename Held>

@@ -54,8 +54,9 @@ std::uint32_t AlertState::Process(zvEventNormalizedEvent* event, bool* forward) 
     if (event == nullptr || forward == nullptr) return ZVEVENT_E_INVALID_ARGUMENT;
     *forward = true;
     const std::string_view action = RecognizedAction(event->action);
+    if (action.empty()) return ZVEVENT_OK;
     const std::scoped_lock lock(mutex_);
-    if (!active_ || action.empty()) return ZVEVENT_OK;
+    if (!active_) return ZVEVENT_OK;
     const Digest key = KeyOf(*event);
     Alert* const alert = alerts_.Find(key);
     *forward = alert != nullptr ? ProcessActive(*event, *alert, action)

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/copy_text.h"
+
 namespace zvevent {
 
 enum class BerTag : unsigned char {
@@ -49,7 +51,7 @@ public:
 
     // Elements as they are.
     void Encoded(std::string_view elements) {
-        if (char* const to = Room(elements.size())) elements.copy(to, elements.size());
+        if (char* const to = Room(elements.size())) CopyText(elements, to);
     }
 
     // Makes one element of what was written since Begin was `end`.

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/byte_set.h"
+#include "base/copy_text.h"
 #include "base/number_text.h"
 #include "format/text.h"
 
@@ -40,7 +41,7 @@ public:
             Finish();
             out_.append(text);
         } else {
-            std::memcpy(Room(text.size()), text.data(), text.size());
+            CopyText(text, Room(text.size()));
             end_ += text.size();
         }
     }

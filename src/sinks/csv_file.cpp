@@ -17,10 +17,11 @@ namespace zvevent {
 namespace {
 
 // Rows are handed to the file once this many bytes have come together.
-constexpr std::size_t kHandOverBytes = 16 * 1024;
+// A hand-over costs some 6 us beside the bytes: a third of a row's time with 16 KiB, a tenth so.
+constexpr std::size_t kHandOverBytes = 64 * 1024;
 
 // What one unusually large row leaves reserved, at most.
-constexpr std::size_t kKeptRowBytes = 8 * kHandOverBytes;
+constexpr std::size_t kKeptRowBytes = 2 * kHandOverBytes;
 
 // For the lock, when another sink of the path is just writing.
 constexpr std::chrono::seconds kOpenWait{1};
@@ -184,7 +185,7 @@ bool CsvFile::WriteHeader(std::string& error) {
 bool CsvFile::HandOver(std::string& error) {
     if (pending_.empty() && row_end_.empty()) return true;
     if (!Follow(error)) return false;
-    row_end_.erase(0, file_.Append(row_end_));
+    if (!row_end_.empty()) row_end_.erase(0, file_.Append(row_end_));
     if (!row_end_.empty()) return false;
     const std::size_t written = file_.Append(pending_);
     if (written == pending_.size()) {

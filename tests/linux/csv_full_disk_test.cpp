@@ -24,10 +24,10 @@ void LimitFileSize(rlim_t bytes) {
 }
 
 TEST(CsvFullDisk, LeavesNoPieceOfARowAndLosesOnlyWhatItReported) {
-    // Rows of 16 KiB are handed over as they come.
+    // Rows of 64 KiB are handed over as they come.
     const std::tuple<bool, std::size_t, std::string> modes[] = {
         {true, 0, "Unable to flush zvEvent CSV row: "},
-        {false, 16 * 1024, "Unable to write zvEvent CSV row: "},
+        {false, 64 * 1024, "Unable to write zvEvent CSV row: "},
         {false, 0, "Unable to flush zvEvent CSV file: "}};
     for (const auto& [at_once, padding, text] : modes) {
         zvEventNormalizedEvent event = test::SampleEvent();
