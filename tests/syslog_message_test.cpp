@@ -50,9 +50,11 @@ TEST(SyslogMessage, NumbersSeverityAndMeasurements) {
         zvEventNormalizedEvent event;
         event.severity = severity;
         event.threshold = number;
+        event.units = R"(a"b\c]d)";
         const std::string message = Format(event, SyslogOrigin(facility, "h", "a", "p"));
         EXPECT_TRUE(message.starts_with(priority)) << message;
         EXPECT_EQ(Between(message, " threshold=\"", "\""), text);
+        EXPECT_EQ(Between(message, " units=\"", "\" duration"), R"(a\"b\\c\]d)");
     }
 }
 
