@@ -96,6 +96,7 @@ TEST(Normalize, FillsDefaultsForNullAndZeroButKeepsEmptyTexts) {
     EXPECT_EQ(event.event_type + event.source_name + event.details_json, "");
     EXPECT_EQ(event.utc_ns, 99U);
     EXPECT_GE(event.ptp_ns, before);
+    record.utc_ns = 0;
     record.ptp_ns = 98;
     EXPECT_EQ(NormalizedPrefix(record, sizeof record).ptp_ns, 98U);
 }
