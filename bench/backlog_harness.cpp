@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
     held.notify_all();
     if (zvEventFlush(0) != ZVEVENT_OK) std::abort();
     const long after = ResidentKib();
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    std::this_thread::sleep_for(std::chrono::seconds(3));
     const long later = ResidentKib();
     zvEventShutdown();
     std::printf(

@@ -40,7 +40,7 @@ using namespace zvevent::bench;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kDatagrams = 100'000;
-constexpr int kPosts = 3'000;
+constexpr int kPosts = 10'000;
 constexpr int kRows = 200'000;
 
 // A socket on loopback that counts what arrives, on a thread of its own.

@@ -119,7 +119,7 @@ TEST_F(EventCoreTest, FiltersAndDropsExactlyLikeTheModel) {
                                   draw(2), i != 300);
                 EXPECT_EQ(core_.Reload(config), ZVEVENT_OK);
             } else {
-                model.emplace_back(draw(4), std::to_string(i));
+                model.emplace_back(draw(4), std::to_string(i) + std::string(draw(500), 'x'));
                 EXPECT_EQ(Enqueue(model.back().second, model.back().first), ZVEVENT_OK);
                 if (!config->enabled || model.back().first < config->minimum_severity) {
                     model.pop_back();
@@ -149,7 +149,7 @@ TEST_F(EventCoreTest, FiltersAndDropsExactlyLikeTheModel) {
 TEST_F(EventCoreTest, CarriesEventsOfEverySize) {
     ASSERT_EQ(core_.Start(ConfigOf(256)), ZVEVENT_OK);
     std::size_t bytes = 0;  // the second half finds the slots as the first left them
-    for (const std::size_t size : {0U, 390U, 391U, 392U, 5'000U, 6'000'000U, 100U, 6'000'000U}) {
+    for (const std::size_t size : {0U, 398U, 399U, 400U, 5'000U, 6'000'000U, 100U, 6'000'000U}) {
         ASSERT_EQ(Enqueue("m", zvEventSeverityInfo, std::string(size, 'x')), ZVEVENT_OK);
         bytes += size;
     }

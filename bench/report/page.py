@@ -122,7 +122,7 @@ one event comes a millisecond, the harness's waiting is left out.
                        number(self.bench.of(f"AlertRaise/{n}", "bytes_beside_key"))) for n in (1_000, 1_000_000)])
 
     def backlog(self):
-        moments = {"rest": "at rest", "peak": "all queued", "after": "all delivered", "later": "a second later",
+        moments = {"rest": "at rest", "peak": "all queued", "after": "all delivered", "later": "three seconds later",
                    "stopped": "after a shutdown"}
         return table(moments.values(), [[f"{self.processes.backlog[name]:,}" for name in moments]])
 

@@ -118,7 +118,7 @@ def add_processes(targets, processes):
     targets.add("memory at rest, queue of 1,000,000 beside one of 1,024",
                 (processes.rest_large_kib - processes.rest_small_kib) / 1024, most=1, unit=" MiB")
     backlog = processes.backlog
-    targets.add(f"memory a second after a backlog of {processes.backlog_events:,} events of 5 KB, beside rest",
+    targets.add(f"memory three seconds after a backlog of {processes.backlog_events:,} events of 5 KB, beside rest",
                 (backlog["later"] - backlog["rest"]) / 1024, most=16, unit=" MiB")
     targets.tell("first start with a fresh file", "the program it is to replace is not in the run",
                  f"{processes.first_start_ms:.2f} ms; {processes.first_start_ms / processes.bare_save_ms:.1f} times "

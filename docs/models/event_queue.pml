@@ -13,6 +13,7 @@
  *   LOW                     which events are debug or info, one bit each; ANY_LOW tries all mixes
  *   FIRST_RING              positions of the ring's first size, 1 or 2
  *   BLOCKS                  an event may find that it needs a block of its own
+ *   GIVES_BACK              the ring may be large when the worker goes to sleep
  *   FLUSH_LIMITED           1: the flush has a time-out (the stop tries both anyway)
  *   WORKER_DIES             a callback may end the worker's thread by force
  * Every other name in an #ifdef breaks the hand-over in one place, apart from ASLEEP_STAYS, which
@@ -40,6 +41,10 @@
 #else
 #define POLICY newest
 #define OTHER_POLICY info_first
+#endif
+
+#ifdef GIVES_BACK_BLINDLY
+#define GIVES_BACK
 #endif
 
 #define EVENTS 3
@@ -516,6 +521,23 @@ rest_sleep:
 #ifdef BELL_FORGETS
     listening = 1;
 #endif
+#ifdef GIVES_BACK
+    if
+    :: rung = 0 /* by WaitFor, whether or not it rang */
+    :: goto sleep
+    fi;
+give_back:
+    atomic {
+        BOTH_FREE;
+        if
+#ifndef GIVES_BACK_BLINDLY
+        :: !asleep -> goto take
+#endif
+        :: else -> d_step { assert(DEPTH == 0); ring_size = 0; slots[0] = NO_SLOT; slots[1] = NO_SLOT }
+        fi
+    };
+sleep:
+#endif
     atomic {
         rung;
         rung = 0;
@@ -686,8 +708,7 @@ purge:
             BOTH_FREE;
             purged = DEPTH;
             DropNewest(purged);
-            head = head + purged;
-            tail = head;
+            searched_to = head;
             counted_dropped = counted_dropped + purged;
             if
             :: DRAINED -> NotifyAll()

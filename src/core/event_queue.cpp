@@ -17,9 +17,12 @@ namespace {
 constexpr std::chrono::microseconds kLinger{50};
 constexpr std::uint32_t kWorthLingering = 4;
 
-// Blocks that slots keep for large events: none above the first, together none above the second.
-constexpr std::size_t kKeptBlockBytes = 16 * 1024;
-constexpr std::size_t kKeptBlocksBytes = 4 * 1024 * 1024;
+// After a deep queue the worker sleeps this long before it gives the memory back: bursts that come
+// more often find it there.
+constexpr std::chrono::seconds kBetweenDeepBursts{2};
+
+// More bytes of texts are copied without the producers' lock.
+constexpr std::size_t kMostCopiedUnderLock = 16 * 1024;
 
 // False when there is no memory; `event` then holds anything.
 bool Unpack(const EventView& view, zvEventNormalizedEvent& event) {
@@ -126,7 +129,7 @@ void EventQueue::Close() {
     in_flight_ = false;
     accepting_ = false;
     stop_requested_ = false;
-    own_block_bytes_.store(0);
+    texts_.Trim();
     drained_.notify_all();
 }
 
@@ -150,7 +153,7 @@ EventQueue::Pushed EventQueue::CountFull() {
 
 EventQueue::Pushed EventQueue::Push(const EventView& event) {
     const std::size_t bytes = PackedEvent::TextBytes(event);
-    PackedEvent::Block block;  // of a large event; made, filled and freed outside the lock
+    PackedEvent::Block texts;  // of a large event
     for (;;) {
         std::unique_lock lock(producers_mutex_);
         if (!accepting_ || stop_requested_) return Pushed::kRefused;
@@ -161,26 +164,19 @@ EventQueue::Pushed EventQueue::Push(const EventView& event) {
         }
         if (full) RingLingering();
         if (ring_.NeedsExtension(capacity_)) ProvideSlot();
-        // Which slot an eviction frees is not known yet: it then counts as one without room.
-        const bool fits = bytes <= PackedEvent::kInlineBytes ||
-                          (bytes <= kKeptBlockBytes && !full && ring_.AtTail().HasRoom(bytes));
-        if (!fits && block == nullptr) {
-            lock.unlock();
-            block = PackedEvent::BlockOf(event, bytes);
-            continue;
+        if (bytes > PackedEvent::kInlineBytes && texts == nullptr) {
+            texts = texts_.Allocate(bytes);
+            const bool many = bytes > kMostCopiedUnderLock;
+            if (many) lock.unlock();
+            PackedEvent::CopyTexts(event, texts.get());
+            if (many) continue;
         }
         const bool evicted = full && EvictOldestDebugOrInfo();
         if (full && !evicted && ring_.Holds(capacity_)) {
             return CountFull();
         }
 
-        PackedEvent& slot = ring_.AtTail();
-        if (block == nullptr) {
-            slot.Pack(event);
-        } else {
-            own_block_bytes_.fetch_add(bytes - slot.own_bytes(), std::memory_order_relaxed);
-            block = slot.Pack(event, std::move(block), bytes);
-        }
+        ring_.AtTail().Pack(event, std::move(texts));
         ++accepted_;
         if (evicted) ++evicted_;
         ring_.Publish();
@@ -312,33 +308,18 @@ EventQueue::Taken EventQueue::TakeNext(zvEventNormalizedEvent& event,
                                        std::unique_lock<std::mutex> lock) {
     PackedEvent& slot = ring_.AtHead();
     const EventView view = slot.View();
-    const bool texts_leave = slot.TextsInOwnBlock();
-    const PackedEvent::Block block = LargeBlockOf(slot);
+    const std::size_t text_bytes = slot.text_bytes();
+    const PackedEvent::Block texts = slot.ReleaseTexts();
     in_flight_ = true;
-    bool unpacked = false;
-    if (block != nullptr && texts_leave) {
-        ring_.Advance();
-        lock.unlock();
+    bool unpacked = texts == nullptr && Unpack(view, event);
+    slot.ClaimLines();
+    ring_.Advance();
+    lock.unlock();
+    if (texts != nullptr) {
         unpacked = Unpack(view, event);
-    } else {
-        unpacked = Unpack(view, event);
-        slot.ClaimLines();
-        ring_.Advance();
-        lock.unlock();
+        PackedEvent::ClaimLines(texts, text_bytes);
     }
     return unpacked ? Taken::kEvent : Taken::kLost;
-}
-
-// Takes the slot's own block from it unless it may keep that one.
-PackedEvent::Block EventQueue::LargeBlockOf(PackedEvent& slot) {
-    const std::size_t bytes = slot.own_bytes();
-    if (bytes == 0) return nullptr;
-    if (bytes <= kKeptBlockBytes &&
-        own_block_bytes_.load(std::memory_order_relaxed) <= kKeptBlocksBytes) {
-        return nullptr;
-    }
-    own_block_bytes_.fetch_sub(bytes, std::memory_order_relaxed);
-    return slot.Release();
 }
 
 // Nothing is queued: linger, or sleep, once the worker knows that it is about to.
@@ -351,6 +332,7 @@ EventQueue::Rested EventQueue::Rest() {
         return Rested::kLookAgain;
     }
     if (!std::exchange(idle_told_, true)) return Rested::kIdle;
+    bool deep = false;
     {
         // Decided under the producers' lock: an event is queued either before, and seen here, or
         // after, and then rings.
@@ -358,9 +340,25 @@ EventQueue::Rested EventQueue::Rest() {
         if (ring_.Depth() != 0) return Rested::kLookAgain;
         if (stop_requested_) return Rested::kStopped;
         asleep_ = true;
+        deep = ring_.IsLarge() || texts_.HasSpare();
+    }
+    if (deep) {
+        bell_.WaitFor(kBetweenDeepBursts);
+        if (!GiveMemoryBack()) return Rested::kLookAgain;
     }
     bell_.Wait();
     return Rested::kLookAgain;
+}
+
+// What a deep queue took, before the worker sleeps for good. Returns false when the bell was rung
+// meanwhile, or is about to be.
+bool EventQueue::GiveMemoryBack() {
+    EventRing::Memory memory;  // a long way back to the system, without the locks
+    const std::scoped_lock lock(producers_mutex_, take_mutex_);
+    if (!asleep_) return false;
+    memory = ring_.TakeMemory();
+    texts_.Trim();
+    return true;
 }
 
 }  // namespace zvevent

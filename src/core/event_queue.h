@@ -19,6 +19,7 @@
 #include "config/config.h"
 #include "core/core_statistics.h"
 #include "core/event_ring.h"
+#include "core/text_arena.h"
 #include "platform/wake_event.h"
 
 namespace zvevent {
@@ -75,10 +76,9 @@ public:
     bool DropsForLackOfRoom();
 
     // Copies the event into the queue, or drops one by the policy when that is full. One short
-    // lock; allocates only when the queue is deeper than it ever was, or the event larger than its
-    // slot has seen.
-    // May throw std::bad_alloc or,
-    // with texts of more than 4 GiB, std::length_error: the event is then lost and not counted.
+    // lock; takes memory from the system only when the queue is deeper than it was, or large events
+    // have more texts queued. May throw std::bad_alloc or, with texts of more than 4 GiB,
+    // std::length_error: the event is then lost and not counted.
     Pushed Push(const EventView& event);
 
     // Adds what the queue knows: every number but `filtered`, the outputs' and the alerts'.
@@ -117,12 +117,14 @@ private:
     // Under take_mutex_:
     void FinishTheOneInHand(Outcome outcome);
     Taken TakeNext(zvEventNormalizedEvent& event, std::unique_lock<std::mutex> lock);
-    PackedEvent::Block LargeBlockOf(PackedEvent& slot);
 
+    // The worker, without a lock:
     enum class Rested { kLookAgain, kIdle, kStopped };
     Rested Rest();
+    bool GiveMemoryBack();
 
-    EventRing ring_;  // its filling side under producers_mutex_, its taking side under take_mutex_
+    TextArena texts_;  // of events too large for a slot; under producers_mutex_
+    EventRing ring_;   // its filling side under producers_mutex_, its taking side under take_mutex_
 
     alignas(64) mutable std::mutex producers_mutex_;
     // Guarded by producers_mutex_. Counts are since Open, here and below.
@@ -154,9 +156,8 @@ private:
     std::atomic<std::uint64_t> full_{0};
 
     alignas(64) std::atomic<bool> lingering_{false};
-    std::atomic<std::size_t> own_block_bytes_{0};  // held by all slots for large events
-    std::uint32_t taken_since_rest_ = 0;           // worker only
-    bool idle_told_ = true;                        // worker only: no event came since kIdle
+    std::uint32_t taken_since_rest_ = 0;  // worker only
+    bool idle_told_ = true;               // worker only: no event came since kIdle
     WakeEvent bell_;
 };
 

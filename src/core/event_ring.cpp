@@ -1,7 +1,10 @@
 #include "core/event_ring.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
+
+#include "platform/mapped_memory.h"
 
 namespace zvevent {
 
@@ -16,19 +19,29 @@ constexpr std::size_t kMostSlots = 1024;
 
 constexpr std::uint32_t kHighestEvictable = zvEventSeverityInfo;
 
+EventRing::Slots MakeSlots(std::size_t count) {
+    auto* const slots = static_cast<PackedEvent*>(MapMemory(count * sizeof(PackedEvent)));
+    std::uninitialized_default_construct_n(slots, count);
+    return {slots, UnmapSlots{count}};
+}
+
 }  // namespace
+
+void UnmapSlots::operator()(PackedEvent* slots) const noexcept {
+    std::destroy_n(slots, count);
+    UnmapMemory(slots, count * sizeof(PackedEvent));
+}
 
 EventRing::Extension EventRing::PrepareExtension() {
     Extension extension;
-    std::size_t positions = positions_.size();
+    std::size_t positions = memory_.positions.size();
     // Where the position has a slot and that is not enough, the ring is too small.
     if (positions == 0 || PositionOf(tail_.load(std::memory_order_relaxed)) != nullptr) {
         positions = std::max(kFirstRingSize, positions * 2);
         extension.positions.resize(positions);
     }
-    extension.slot_count = std::clamp(positions / 8, kFewestSlots, kMostSlots);
-    extension.slots = std::make_unique_for_overwrite<PackedEvent[]>(extension.slot_count);
-    slots_.reserve(slots_.size() + 1);
+    extension.slots = MakeSlots(std::clamp(positions / 8, kFewestSlots, kMostSlots));
+    memory_.slots.reserve(memory_.slots.size() + 1);
     return extension;
 }
 
@@ -37,14 +50,15 @@ void EventRing::Extend(Extension extension) noexcept {
     std::vector<PackedEvent*>& larger = extension.positions;
     if (!larger.empty()) {
         // Every position keeps its slot and the event in it.
-        for (std::uint64_t at = tail - positions_.size(); at != tail; ++at)
+        for (std::uint64_t at = tail - memory_.positions.size(); at != tail; ++at)
             larger[at & (larger.size() - 1)] = PositionOf(at);
-        positions_.swap(larger);
+        memory_.positions.swap(larger);
     }
     std::uint64_t at = tail;
-    for (std::size_t i = 0; i < extension.slot_count && PositionOf(at) == nullptr; ++i, ++at)
+    const std::size_t count = extension.slots.get_deleter().count;
+    for (std::size_t i = 0; i < count && PositionOf(at) == nullptr; ++i, ++at)
         PositionOf(at) = &extension.slots[i];
-    slots_.push_back(std::move(extension.slots));
+    memory_.slots.push_back(std::move(extension.slots));
 }
 
 bool EventRing::RemoveOldestDebugOrInfo() {
@@ -55,6 +69,7 @@ bool EventRing::RemoveOldestDebugOrInfo() {
         ++at;
     searched_to_ = at;
     if (at == tail) return false;
+    SlotAt(at).ReleaseTexts();
     Remove(at);
     return true;
 }
@@ -89,12 +104,11 @@ std::uint64_t EventRing::RemoveDebugOrInfo(std::uint64_t most) {
 }
 
 void EventRing::RemoveNewest(std::uint64_t count) {
-    tail_.store(tail_.load(std::memory_order_relaxed) - count, std::memory_order_release);
+    const std::uint64_t tail = tail_.load(std::memory_order_relaxed);
+    for (std::uint64_t at = tail - count; at != tail; ++at)
+        SlotAt(at).ReleaseTexts();
+    tail_.store(tail - count, std::memory_order_release);
     searched_to_ = head_.load(std::memory_order_relaxed);
-}
-
-void EventRing::RemoveAll() {
-    head_.store(tail_.load(std::memory_order_relaxed), std::memory_order_release);
 }
 
 void EventRing::Release() {
@@ -102,8 +116,7 @@ void EventRing::Release() {
     head_.store(0);
     known_head_ = 0;
     searched_to_ = 0;
-    std::exchange(positions_, {});
-    std::exchange(slots_, {});
+    TakeMemory();
 }
 
 }  // namespace zvevent

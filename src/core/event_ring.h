@@ -7,27 +7,44 @@
 // the head was.
 //
 // The ring starts small and doubles with the depth that is really reached, so that a large capacity
-// costs nothing until it is used.
+// costs nothing until it is used. Slots come straight from the system, so that what a deep queue
+// took can be given back.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "core/packed_event.h"
 
 namespace zvevent {
 
+struct UnmapSlots {
+    std::size_t count = 0;
+    void operator()(PackedEvent* slots) const noexcept;
+};
+
 class EventRing {
 public:
+    using Slots = std::unique_ptr<PackedEvent[], UnmapSlots>;
+
     // Slots for the position at the tail and those behind it, and a larger ring if it needs one.
     struct Extension {
         std::vector<PackedEvent*> positions;  // empty: the ring is large enough
-        std::unique_ptr<PackedEvent[]> slots;
-        std::size_t slot_count = 0;
+        Slots slots;
     };
+
+    // What a ring is made of, to be freed without a lock.
+    struct Memory {
+        std::vector<PackedEvent*> positions;
+        std::vector<Slots> slots;
+    };
+
+    // How many positions a ring may keep for good: their slots take 1 MiB.
+    static constexpr std::size_t kKeptPositions = 2048;
 
     EventRing() = default;
     EventRing(const EventRing&) = delete;
@@ -55,6 +72,8 @@ public:
     bool NeedsExtension(std::uint32_t capacity);
     Extension PrepareExtension();  // what was found to be needed; may throw std::bad_alloc
 
+    bool IsLarge() const { return memory_.positions.size() > kKeptPositions; }
+
     // The slot to be filled next, and its handing over to the taking side.
     PackedEvent& AtTail() { return SlotAt(tail_.load(std::memory_order_relaxed)); }
     void Publish();
@@ -76,23 +95,27 @@ public:
 
     void RemoveNewest(std::uint64_t count);
 
-    void RemoveAll();
+    void RemoveAll() { RemoveNewest(Depth()); }
 
-    // Empties the ring and gives its memory back.
+    // The memory of a ring in which nothing is queued. The positions go on where they are.
+    Memory TakeMemory() noexcept { return std::exchange(memory_, {}); }
+
+    // Empties the ring, gives its memory back and begins anew.
     void Release();
 
 private:
     std::uint64_t DepthSeen(std::uint64_t enough);
     void Remove(std::uint64_t at);
-    PackedEvent*& PositionOf(std::uint64_t at) { return positions_[at & (positions_.size() - 1)]; }
+    PackedEvent*& PositionOf(std::uint64_t at) {
+        return memory_.positions[at & (memory_.positions.size() - 1)];
+    }
     PackedEvent& SlotAt(std::uint64_t at) { return *PositionOf(at); }
 
-    // Written by the filling side (positions_ by both); tail_ and positions_ are read by the other.
+    // Written by the filling side (memory_ by both); tail_ and memory_ are read by the other.
     alignas(64) std::atomic<std::uint64_t> tail_{0};  // position of the next event to be queued
     std::uint64_t known_head_ = 0;                    // the head when the filling side last looked
-    std::uint64_t searched_to_ = 0;        // no debug or info event is queued before this position
-    std::vector<PackedEvent*> positions_;  // a power of two; those never reached have no slot yet
-    std::vector<std::unique_ptr<PackedEvent[]>> slots_;
+    std::uint64_t searched_to_ = 0;  // no debug or info event is queued before this position
+    Memory memory_;  // positions: a power of two, or none; those never reached have no slot yet
 
     // Written by the taking side.
     alignas(64) std::atomic<std::uint64_t> head_{0};  // position of the next event to be taken
@@ -120,7 +143,7 @@ inline std::uint64_t EventRing::DepthSeen(std::uint64_t enough) {
 }
 
 inline bool EventRing::NeedsExtension(std::uint32_t capacity) {
-    const std::size_t positions = positions_.size();
+    const std::size_t positions = memory_.positions.size();
     if (DepthSeen(positions) == positions) return positions < capacity;
     return PositionOf(tail_.load(std::memory_order_relaxed)) == nullptr;
 }
