@@ -41,27 +41,32 @@ bool IsXmlForExpat(const std::string& text) {
     return good;
 }
 
-// Where the content of a value ends that begins before `at`; values may stand in it.
-std::size_t EndOfValue(const std::string& text, std::size_t at) {
-    for (int depth = 1;;) {
-        const std::size_t end = text.find("</value", at);
-        const std::size_t inner = text.find("<value", at);
-        if (end == text.npos) return end;
-        if (end < inner && --depth == 0) return end;
-        at = std::min(end, inner) + 1;
-        const std::size_t tag_end = text.find('>', at);
-        const bool is_empty = tag_end != text.npos && text[tag_end - 1] == '/';
-        if (inner < end && !is_empty) ++depth;
+// Where the tag ends that begins before `at`.
+std::size_t EndOfTag(const std::string& text, std::size_t at) {
+    char quote = 0;
+    for (; at < text.size(); ++at) {
+        const char c = text[at];
+        if (quote == 0 && c == '>') return at;
+        if (quote == c) {
+            quote = 0;
+        } else if (quote == 0 && (c == '"' || c == '\'')) {
+            quote = c;
+        }
     }
+    return text.npos;
 }
 
-// A number that is none is replaced by its default: what values hold need not stay, be it values.
+// A number that is none is replaced by its default: what values hold need not stay. From a value in
+// a value on nothing is said.
 std::string WithoutContentOfValues(std::string text) {
     std::size_t at = 0;
     while ((at = text.find("<value", at)) != text.npos) {
-        const std::size_t begin = at += 1;
-        const std::size_t end = EndOfValue(text, begin);
-        if (end != text.npos) text.erase(begin, end - begin);
+        const std::size_t begin = ++at;
+        const std::size_t tag_end = EndOfTag(text, begin);
+        if (tag_end != text.npos && text[tag_end - 1] == '/') continue;
+        const std::size_t end = text.find("</value", begin);
+        const bool holds_values = text.find("<value", begin) < end;
+        text.erase(begin, holds_values || end == text.npos ? text.npos : end - begin);
     }
     return text;
 }
