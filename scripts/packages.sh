@@ -5,9 +5,8 @@ base_packages=(g++ cmake ninja-build pkg-config libpugixml-dev libcurl4-openssl-
     googletest libbenchmark-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev python3 openssl)
 clang_packages=(clang)
 fuzz_packages=(libclang-rt-14-dev libexpat1-dev)
-check_packages=(clang clang-format cppcheck gcc spin abigail-tools mandoc)
+check_packages=(clang clang-format clang-tidy cppcheck gcc spin abigail-tools mandoc)
 docs_packages=(doxygen)
-tidy_packages=(clang-tidy)
 peer_packages=(nginx-light python3-jsonschema rsyslog rsyslog-relp snmp snmptrapd smitools prometheus
     prometheus-alertmanager logrotate mosquitto mosquitto-clients)
 web_packages=(chromium nodejs)

@@ -35,7 +35,7 @@ constexpr std::size_t WithHeader(std::size_t bytes) {
 
 void TextArena::Releaser::operator()(char* block) const noexcept {
     Segment* segment = nullptr;
-    std::memcpy(&segment, block - kHeaderBytes, sizeof segment);
+    std::memcpy(&segment, block - kHeaderBytes, kHeaderBytes);
     Leave(segment);
 }
 
@@ -80,7 +80,7 @@ bool TextArena::HasSpare() const noexcept {
 TextArena::Block TextArena::PlaceIn(Segment& segment, std::size_t bytes) noexcept {
     char* const header = reinterpret_cast<char*>(&segment) + segment.used;
     Segment* const address = &segment;
-    std::memcpy(header, &address, sizeof address);
+    std::memcpy(header, &address, kHeaderBytes);
     segment.used += bytes;
     segment.users.fetch_add(1, std::memory_order_relaxed);
     return Block(header + kHeaderBytes);

@@ -92,7 +92,7 @@ void BerWriter::Unsigned(BerTag tag, std::uint32_t number) {
         rest >>= 8;
     } while (rest != 0);
     // Else it would be a negative number.
-    if ((last & 0x80) != 0) Encoded({"", 1});
+    if ((last & 0x80) != 0) Encoded({"\0", 1});
     Wrap(tag, end);
 }
 

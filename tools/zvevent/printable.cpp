@@ -73,6 +73,7 @@ std::string Printable(std::string_view text) {
 }
 
 Painter Painter::ForOutput() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the tool never changes its environment
     const char* const refused = std::getenv("NO_COLOR");
     return Painter(IsTerminal(Stream::kOutput) && (refused == nullptr || *refused == '\0'));
 }

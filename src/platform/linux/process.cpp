@@ -28,7 +28,9 @@ void DrainAtExit(void (*drain)()) {
     registered_pid = getpid();
     if (registered_drain != nullptr) return;
     registered_drain = drain;
-    std::atexit(RunDrain);
+    if (std::atexit(RunDrain) == 0) return;
+    registered_drain = nullptr;
+    throw std::bad_alloc();
 }
 
 void InChildAfterFork(void (*renew)()) {

@@ -57,10 +57,10 @@ bool ReadBerUnsigned(std::string_view contents, std::uint64_t& number) {
 std::string BerObjectIdentifier(std::string_view contents) {
     std::string dotted;
     std::uint64_t part = 0;
-    for (std::size_t i = 0; i < contents.size(); ++i) {
+    for (const char c : contents) {
         if (part >> 32 != 0) return "";
-        part = (part << 7) | (Byte(contents[i]) & 0x7F);
-        if ((Byte(contents[i]) & 0x80) != 0) continue;
+        part = (part << 7) | (Byte(c) & 0x7F);
+        if ((Byte(c) & 0x80) != 0) continue;
         if (dotted.empty()) {
             const std::uint64_t first = part < 80 ? part / 40 : 2;
             dotted = std::to_string(first);

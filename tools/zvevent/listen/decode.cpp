@@ -13,11 +13,11 @@ std::string UtcMilliseconds(std::chrono::system_clock::time_point at) {
     const year_month_day date(day);
     const std::chrono::hh_mm_ss time(duration_cast<milliseconds>(at - day));
     char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int{date.year()},
-                  unsigned{date.month()}, unsigned{date.day()},
-                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()),
-                  static_cast<int>(time.subseconds().count()));
+    static_cast<void>(std::snprintf(
+        text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int{date.year()},
+        unsigned{date.month()}, unsigned{date.day()}, static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+        static_cast<int>(time.subseconds().count())));
     return text;
 }
 
