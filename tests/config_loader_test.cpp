@@ -147,17 +147,20 @@ TEST_F(ConfigLoaderTest, CompletesManyInstances) {
 }
 
 TEST_F(ConfigLoaderTest, FindsLateErrorsAtTheEnd) {
-    const std::string bad =
-        ConfigText("", Key("state", Value("send_clear", "maybe")) +
-                           Key("sink", Key("csv", Key("x", Value("enabled", "sometimes")))));
+    const std::string bad = ConfigText(
+        "", Key("state", Value("send_clear", "maybe")) +
+                Key("sink", Key("snmp", Key("trap", Key("x", Value("minimum_severity", "loud"))))));
     EXPECT_EQ(Load(bad), ZVEVENT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(error_, "Invalid boolean value for QRV\\Events\\sink\\csv\\x\\enabled: sometimes")
+    EXPECT_EQ(error_,
+              "Invalid minimum_severity value for "
+              "QRV\\Events\\sink\\snmp\\trap\\x\\minimum_severity: loud")
         << "the last error stays";
     EXPECT_EQ(config_.sinks.size(), 7U) << "loading went on to the end";
     EXPECT_EQ(directory_.Read("c.xml"), bad);
 
     // Without an error text such errors go unnoticed, and the file is completed.
     EXPECT_EQ(zvEventLoadConfig(directory_.File("c.xml").c_str(), &config_, nullptr), ZVEVENT_OK);
+    EXPECT_EQ(config_.sinks[5].minimum_severity, std::uint32_t{zvEventSeverityWarning});
     EXPECT_TRUE(config_.send_clear);
     EXPECT_NE(directory_.Read("c.xml").find("queue_size"), std::string::npos);
 }

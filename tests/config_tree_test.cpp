@@ -99,12 +99,14 @@ TEST_F(ConfigTree, TextsAndNamesSurviveARoundTrip) {
 TEST_F(ConfigTree, ReadsWhatOthersWrote) {
     const Tree tree = OpenText(
         "<any><key name='a&#x41;&lt;'><value x='1' name = 'v\n\tw'>1<![CDATA[<&amp;\r\n]]>"
-        "<!-- no -->\r2&apos;&#169;&#x20ac;&no;&#0;&#xD800;&#1114112;& &#;<b>no</b></value>"
+        "<!-- no -->\r2&apos;&#169;&#x20ac;&no;&#0;&#xD800;&#1114112;& "
+        "&#;&#x800;&#x10FFFF;<b>no</b></value>"
         "<value name='twice'>1</value><value name='twice'>2</value><value>unnamed</value>"
         "</key></any>");
     const char* const key = "aA<";
     EXPECT_EQ(Get(tree, key, "v  w"),
-              "1<&amp;\n\n2'\xC2\xA9\xE2\x82\xAC&no;&#0;&#xD800;&#1114112;& &#;");
+              "1<&amp;\n\n2'\xC2\xA9\xE2\x82\xAC&no;&#0;&#xD800;&#1114112;& "
+              "&#;\xE0\xA0\x80\xF4\x8F\xBF\xBF");
     EXPECT_EQ(Get(tree, key, "v  w", 4), "1<&") << "cut, and terminated";
     EXPECT_EQ(Get(tree, key, "twice") + Get(tree, key, "Twice") + Get(tree, key, ""),
               "1(none)(none)");
@@ -131,6 +133,20 @@ TEST_F(ConfigTree, KeepsEveryByteItDidNotWrite) {
                           "\r\n      <key name=\"a\">\r\n         <value name=\"new\">1</value>"
                           "\r\n      </key>" +
                           tail);
+}
+
+TEST_F(ConfigTree, WritesWhatWasSetInAnyOrderAndNoDeeperThanItOpens) {
+    const Tree two = OpenText("<r><value name='a'>1</value> <value name='b'>1</value></r>");
+    EXPECT_TRUE(Set(two, "", "b", "22") && Set(two, "", "a", "333") && Save(two));
+    EXPECT_EQ(Read(), "<r><value name='a'>333</value> <value name='b'>22</value></r>");
+    const Tree deep = OpenText("<r/>");
+    std::string path = "k";
+    int keys = 0;
+    for (std::string parent; keys < 1000 && Add(deep, parent.c_str(), "k"); ++keys, path += "\\k")
+        parent = path;
+    EXPECT_LT(keys, 1000);
+    EXPECT_TRUE(Save(deep));
+    EXPECT_NE(Open(), nullptr) << keys;
 }
 
 TEST_F(ConfigTree, EnumeratesAddressableChildrenOnceInOrder) {

@@ -186,6 +186,7 @@ TEST_F(EventCoreTest, CountsWhatFailsAndGoesOn) {
     EXPECT_EQ(Delivered(), "throw fail fall back fine ");
     EXPECT_EQ(core_.Statistics().delivery_failures, 3U);
     EXPECT_EQ(core_.Statistics().fallback_deliveries, 1U);
+    EXPECT_GE(core_.Statistics().queue_high_water, 1U);
     EventView huge;
     huge.details_json = {"", std::size_t{5} << 30};  // refused before it is read
     EXPECT_THROW(core_.Enqueue(huge), std::length_error);
@@ -245,9 +246,11 @@ TEST_F(EventCoreTest, StopDrainsFlushesAndRefuses) {
     raise.utc_ns = 1;
     for (int run = 1; run <= 3; ++run) {
         EXPECT_EQ(core_.Enqueue(raise), ZVEVENT_E_NOT_INITIALIZED);
-        ASSERT_EQ(core_.Start(ConfigOf(4)), ZVEVENT_OK);
-        EXPECT_EQ(core_.Start(ConfigOf(4)), ZVEVENT_E_ALREADY_INITIALIZED);
+        const auto config = ConfigOf(4, zvEventDropPolicy::drop_newest, zvEventSeverityInfo);
+        ASSERT_EQ(core_.Start(config), ZVEVENT_OK);
+        EXPECT_EQ(core_.Start(config), ZVEVENT_E_ALREADY_INITIALIZED);
         EXPECT_EQ(core_.Statistics().received, 0U);
+        EXPECT_EQ(Enqueue("filtered", zvEventSeverityDebug), ZVEVENT_OK);
         EXPECT_EQ(core_.Enqueue(raise), ZVEVENT_OK);
         EXPECT_EQ(core_.Enqueue(raise), ZVEVENT_OK);
         recorder_.flush_result = run == 3 ? ZVEVENT_E_FAILURE : ZVEVENT_OK;

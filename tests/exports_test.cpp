@@ -164,6 +164,7 @@ TEST_F(ExportsTest, ReloadsItsOwnFileOrAnother) {
     }
     directory_.Write("other.xml", in_force);
     AllOk({zvEventReloadConfig("") /* still other.xml */, Submit("too"), zvEventFlush(0)});
+    EXPECT_EQ(LastError(), "");
     EXPECT_EQ(collected.messages, "passes too ");
     AllOk({zvEventReloadConfig(directory_.Write("empty.xml", "").c_str())});
     EXPECT_NE(directory_.Read("empty.xml"), "");

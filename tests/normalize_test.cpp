@@ -98,7 +98,10 @@ TEST(Normalize, FillsDefaultsForNullAndZeroButKeepsEmptyTexts) {
     EXPECT_GE(event.ptp_ns, before);
     record.utc_ns = 0;
     record.ptp_ns = 98;
-    EXPECT_EQ(NormalizedPrefix(record, sizeof record).ptp_ns, 98U);
+    record.severity = zvEventSeverityDebug;  // 0, and none that is missing
+    event = NormalizedPrefix(record, sizeof record);
+    EXPECT_EQ(event.ptp_ns, 98U);
+    EXPECT_EQ(event.severity, std::uint32_t{zvEventSeverityDebug});
 }
 
 }  // namespace

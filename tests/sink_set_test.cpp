@@ -105,6 +105,7 @@ TEST_F(SinkSetTest, DeliversToEverySinkWhateverTheOthersDo) {
               "native/falls back 1 1 0 1 ;native/works 1 1 0 0 ;callbacks 2 0 0 0 ;");
     // What stays under its name goes on counting. A report about an output is not given to it.
     ASSERT_EQ(sinks_.Reload(ConfigOf({"works", "new", "fails"})), ZVEVENT_OK);
+    EXPECT_NE(Status().find("native/fails 0 0 2 0 fails could not;"), std::string::npos);
     event_.event_type = kOutputReport;
     event_.source_name = kReportSource;
     event_.source_id = "native/works";
@@ -112,6 +113,9 @@ TEST_F(SinkSetTest, DeliversToEverySinkWhateverTheOthersDo) {
     EXPECT_EQ(Status(),
               "native/works 1 1 0 0 ;native/new 0 1 0 0 ;native/fails 0 0 3 0 fails could not;"
               "callbacks 3 0 0 0 ;");
+    event_.source_name = "the application's own";
+    sinks_.Dispatch(event_, nullptr, nullptr);
+    EXPECT_TRUE(Status().starts_with("native/works 1 2 0 0 ;")) << Status();
 }
 
 TEST_F(SinkSetTest, KeepsTheOldSinksWhenAReloadFails) {

@@ -87,6 +87,21 @@ TEST(SnmpTrap, IsBuiltFromOneClockReadingAndIs8192BytesAtMost) {
     EXPECT_EQ(Format({"c", "1.x", "1.3..6"}, event), "Invalid SNMP trap_oid: 1.3..6");
     EXPECT_EQ(Format({"c", "1.3.6.", "1.3.6."}, event), "Invalid SNMP enterprise_oid: 1.3.6.");
 
+    for (const auto text :
+         {&zvEventNormalizedEvent::event_type, &zvEventNormalizedEvent::source_id,
+          &zvEventNormalizedEvent::source_name, &zvEventNormalizedEvent::action,
+          &zvEventNormalizedEvent::message, &zvEventNormalizedEvent::dedupe_key,
+          &zvEventNormalizedEvent::correlation_id, &zvEventNormalizedEvent::details_json}) {
+        event.*text = std::string(3000, 'x');
+    }
+    std::string lengths;
+    const std::string cut = Format(formatter("c"), event);
+    for (std::size_t at = 0; (at = cut.find('x', at)) != cut.npos;
+         at = cut.find_first_not_of('x', at))
+        lengths += std::to_string(std::min(cut.find_first_not_of('x', at), cut.size()) - at) + " ";
+    EXPECT_EQ(lengths, "128 128 128 64 2048 256 128 2048 ");
+
+    event = {};
     event.message = event.details_json = std::string(3000, 'x');
     std::string community(3000, 'c');
     community.append(8192 - Format(formatter(community), event).size(), 'c');

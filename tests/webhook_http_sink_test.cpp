@@ -9,6 +9,7 @@
 #include "format/cloud_event.h"
 #include "format/json_event.h"
 #include "sinks/sink_factory.h"
+#include "sinks/webhook_request.h"
 #include "support/sample_event.h"
 
 namespace zvevent {
@@ -169,6 +170,14 @@ TEST_F(WebhookHttpSink, RetriesAfterTheSamePause) {
         EXPECT_EQ(sink.write(test::SampleEvent(), nullptr), result);
         EXPECT_EQ(server.log + sink.LastError(), log);
         EXPECT_EQ(server.responses_held, 0);
+    }
+}
+
+TEST(WebhookRequest, TellsNoCredentials) {
+    for (const auto& [url, told] : {std::pair("http://h:80/a?b@c", "http://h:80/a?b@c"),
+                                    {"http://u:p@h/", "http://h/"},
+                                    {"http://u:p@w@h/", "http://h/"}}) {
+        EXPECT_EQ(zvevent::UrlWithoutCredentials(url), told);
     }
 }
 

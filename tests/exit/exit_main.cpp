@@ -319,6 +319,8 @@ const struct {
          std::atexit([] {  // runs after what the library registers
              Submit(1);
              Check(CALL(zvEventShutdown) == ZVEVENT_OK, "shutdown");
+             if (zvevent::test::kEndsBeforeEarlierHandlers)
+                 Check(CALL(zvEventInitialize, config_path) == ZVEVENT_E_FAILURE, "new start");
          });
          return OpenGateAtExit();
      }},

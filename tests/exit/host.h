@@ -31,4 +31,7 @@ extern const int kHandlesLeftByRuntime;
 // What a shutdown returns that comes from a library's global object at the end of the process.
 extern const std::uint32_t kShutdownAtProcessEnd;
 
+// Whether the library has ended for good before an exit handler that was registered earlier runs.
+extern const bool kEndsBeforeEarlierHandlers;
+
 }  // namespace zvevent::test

@@ -59,7 +59,7 @@ for headers, lines in (
 
 # Nothing that could be read otherwise is sent.
 server = Server(answering(OK))
-for job in [{"headers": [line]} for line in ("A: b\rC: d", "A: b\nC: d", "A: b\x01")] + [
+for job in [{"headers": [line]} for line in ("A: b\rC: d", "A: b\nC: d", "A: b\x01", "A: b\x7f")] + [
         {"url": url} for url in ("", "http://", "ftp" + server.url()[4:], "file:///etc/passwd",
                                  server.url("/a b"), server.url("/\r\nA: b"),
                                  server.url().replace("127", "user:word@127"))] + [

@@ -2,6 +2,7 @@
 itself, of a real process.    status_test.py COMMAND...
 """
 import json
+import os
 import threading
 import time
 
@@ -36,7 +37,8 @@ for name, entry, text in (
         assert not last["initialized"] and output(last, name)["failed"] == 3, last
 
 # Every output fails: nothing recurs.
-with Host(sinks=sink("snmp", "trap", "a", enabled=1, trap_oid="x") +
+with Host(core='<value name="minimum_severity">warning</value>',
+          sinks=sink("snmp", "trap", "a", enabled=1, trap_oid="x") +
           sink("webhook", "http", "b", enabled=1, endpoint_url="http://127.0.0.1:1/")) as host:
     host.do("submit 1 3")
     for name in ("snmp/trap/a", "webhook/http/b"):
@@ -108,4 +110,11 @@ with Host(core='<value name="watch_config">on</value>') as host:
     host.soon(lambda s: s["queue"]["capacity"] == 77 and s["config"]["last_error"] == "")
     host.reported("clear", "zvevent.config", PREFIX + host.path)
     assert host.status()["config"]["reloads"] == 1  # completing the file was no change
+    # Another file in its place, as long and as old.
+    age = os.stat(host.path)
+    with open(host.path) as file, open(host.path + ".new", "w") as new:
+        new.write(file.read().replace(">77<", ">78<"))
+    os.utime(host.path + ".new", ns=(age.st_atime_ns, age.st_mtime_ns))
+    os.replace(host.path + ".new", host.path)
+    host.soon(lambda s: s["queue"]["capacity"] == 78)
 print("good")

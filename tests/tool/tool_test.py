@@ -42,6 +42,8 @@ MESSAGES = [  # protocol, bytes, members of what is shown
         ("3007020101040178a0", "not a trap of version 2"),
         ("3010020101040178a7080201010201000201", "the trap is wrong"),
         ("3015020101040178a70d02010102010002010030023005", "a variable is cut")]],
+    ("snmp", bytes.fromhex("301d020101040178a715020101020100020100300a300806038134010201ff"),
+     {"variables": [{"oid": "2.100.1", "value": -1}]}),
     ("http", json.dumps([ALERT]), {"alerts": [ALERT]}),
     ("http", json.dumps({"receiver": "x", "alerts": [ALERT]}), {"alerts": [ALERT]}),
     ("http", '{"specversion":"1.0","data":[1]}', {"cloudevent": {"specversion": "1.0"}, "json": [1]}),
@@ -185,13 +187,14 @@ def check_status(folder):
     """The file that the page shows, one without faults, and one that a process left."""
     path = pathlib.Path(folder, "status.json")
     page = peers.documented("operations.md", "json").replace("http://…", "http://\\u001b[2J")
+    no_unknown_keys = re.sub(r'"unknown_keys":\[.*?\]', '"unknown_keys":[]', page)
     for text, code, said in [
             (page, 1, r"unknown key +QRV\\Events\\sink\\sylog\n"),
             (page, 1, r"webhook/http/default +0 +3 +57 +0  failing: [^\n]*http://\\x1B\[2J\n"),
             (page, 1, r"callbacks +60 +0 +0 +0  good\n"), (page, 1, "dropped +filtered 10, full 20, suppressed 10"),
             (page.replace("true,\"last_error", "false,\"last_error"), 1, "good again; 2026-11-24T09:09:58Z"),
-            (re.sub(r'"unknown_keys":\[.*?\]', '"unknown_keys":[]', page.replace("true,\"last_error", "false,\"last_error")),
-             0, "active alerts +2"),
+            (no_unknown_keys, 1, "failing: "),
+            (no_unknown_keys.replace("true,\"last_error", "false,\"last_error"), 0, "active alerts +2"),
             (page.replace("[", '["x",1,', 1), 1, "not a status file"), ("[]", 1, "not a status file")]:
         path.write_text(text, encoding="utf-8")
         done = run("status", peers.PREFIX + str(path))

@@ -65,5 +65,6 @@ int OpenHandles() {
 const int kHandlesLeftByRuntime = 0;
 
 const std::uint32_t kShutdownAtProcessEnd = 0;
+const bool kEndsBeforeEarlierHandlers = true;
 
 }  // namespace zvevent::test

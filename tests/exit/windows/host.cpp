@@ -44,5 +44,6 @@ int OpenHandles() {
 const int kHandlesLeftByRuntime = 6;  // mingw-w64 leaves about five
 
 const std::uint32_t kShutdownAtProcessEnd = 0x80050005;  // at once, and without effect
+const bool kEndsBeforeEarlierHandlers = false;
 
 }  // namespace zvevent::test
