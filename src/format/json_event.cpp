@@ -1,25 +1,12 @@
 #include "format/json_event.h"
 
-#include "base/number_text.h"
 #include "base/severity.h"
+#include "format/json_member.h"
 #include "format/text.h"
 
 namespace zvevent {
 
 namespace {
-
-// `key` is everything from the comma to where the value begins.
-void AppendText(std::string& out, std::string_view key, std::string_view text) {
-    out += key;
-    AppendJsonEscaped(out, text);
-    out += '"';
-}
-
-template <std::integral Number>
-void AppendNumber(std::string& out, std::string_view key, Number number) {
-    out += key;
-    AppendDecimal(out, number);
-}
 
 void AppendMeasurement(std::string& out, std::string_view key, double number) {
     out += key;

@@ -6,6 +6,7 @@
 
 #include "base/number_text.h"
 #include "base/version.h"
+#include "format/json_member.h"
 #include "format/text.h"
 
 namespace zvevent {
@@ -29,19 +30,7 @@ std::array<Drop, 6> DropsOf(const CoreStatistics& core) {
 
 // --- JSON ----------------------------------------------------------------------------------------
 
-// `key` is everything from the comma to where the value begins.
-void AppendText(std::string& out, std::string_view key, std::string_view text) {
-    out.append(key) += '"';
-    AppendJsonEscaped(out, text);
-    out += '"';
-}
-
-template <std::integral Number>
-void AppendNumber(std::string& out, std::string_view key, Number number) {
-    out += key;
-    AppendDecimal(out, number);
-}
-
+// Keys as in json_member.h.
 void AppendFlag(std::string& out, std::string_view key, bool flag) {
     out.append(key).append(flag ? "true" : "false");
 }
@@ -55,15 +44,15 @@ void AppendTime(std::string& out, std::string_view key, std::uint64_t utc_ns) {
 
 void AppendConfig(std::string& out, const LibraryStatus& status) {
     const ConfigStatus& config = status.config;
-    AppendText(out, R"(,"config":{"path":)", config.path);
+    AppendText(out, R"(,"config":{"path":")", config.path);
     AppendFlag(out, R"(,"enabled":)", status.enabled);
     AppendNumber(out, R"(,"reloads":)", config.reloads);
     AppendTime(out, R"(,"last_reload":)", config.last_reload_ns);
-    AppendText(out, R"(,"last_error":)", config.last_error);
+    AppendText(out, R"(,"last_error":")", config.last_error);
     out += R"(,"unknown_keys":[)";
-    std::string_view comma;
+    std::string_view before = R"(")";
     for (const std::string& key : config.unknown_keys)
-        AppendText(out, std::exchange(comma, ","), key);
+        AppendText(out, std::exchange(before, R"(,")"), key);
     out += "]}";
 }
 
@@ -85,13 +74,13 @@ void AppendEvents(std::string& out, const CoreStatistics& core) {
 }
 
 void AppendOutput(std::string& out, const OutputStatus& output) {
-    AppendText(out, R"({"output":)", output.output);
+    AppendText(out, R"({"output":")", output.output);
     AppendNumber(out, R"(,"delivered":)", output.delivered);
     AppendNumber(out, R"(,"below_severity":)", output.below_severity);
     AppendNumber(out, R"(,"failed":)", output.failed);
     AppendNumber(out, R"(,"fallback":)", output.fallback);
     AppendFlag(out, R"(,"failing":)", output.failing);
-    AppendText(out, R"(,"last_error":)", output.last_error);
+    AppendText(out, R"(,"last_error":")", output.last_error);
     AppendTime(out, R"(,"last_error_at":)", output.last_error_ns);
     AppendTime(out, R"(,"last_delivered_at":)", output.last_delivered_ns);
     if (output.outbox) {
@@ -227,9 +216,9 @@ void AppendOutboxMetrics(std::string& out, const std::vector<OutputStatus>& outp
 }  // namespace
 
 void AppendStatusJson(std::string& out, const LibraryStatus& status) {
-    AppendText(out, R"({"library":"zvEvent","version":)", VersionText());
+    AppendText(out, R"({"library":"zvEvent","version":")", VersionText());
     AppendNumber(out, R"(,"pid":)", status.pid);
-    AppendText(out, R"(,"host":)", status.host);
+    AppendText(out, R"(,"host":")", status.host);
     AppendTime(out, R"(,"started":)", status.started_ns);
     AppendTime(out, R"(,"written":)", status.written_ns);
     AppendFlag(out, R"(,"initialized":)", status.initialized);
