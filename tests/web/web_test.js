@@ -91,7 +91,9 @@ async function checkText(page, server) {
     const unhurt = async () => assert.deepStrictEqual(await page.evaluate(() =>
         ["hurt" in window, document.images.length, document.scripts.length]), [false, 0, 4]);
     await unhurt();
+    await page.click("#theme");
     await page.reload();  // what is held comes in the page itself
+    assert.equal(await page.$eval("#theme", (button) => button.textContent), "Theme: light");
     await shows(page, "#messages", kNasty);
     await unhurt();
 }

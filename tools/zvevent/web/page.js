@@ -378,6 +378,25 @@ function connect(at) {
     stream.addEventListener("all", (event) => beginAnew(JSON.parse(event.data)));
 }
 
+// Kept from visit to visit, unless the browser forbids it.
+function setUpTheme() {
+    const root = document.documentElement;
+    const themes = ["system", "light", "dark"];
+    const use = (theme) => {
+        root.dataset.theme = theme;
+        find("#theme").textContent = `Theme: ${theme}`;
+    };
+    const kept = (access) => { try { return access(localStorage); } catch { return null; } };
+    const chosen = kept((storage) => storage.getItem("theme"));
+    use(themes.includes(chosen) ? chosen : "system");
+    find("#theme").addEventListener("click", () => {
+        const next = themes[(themes.indexOf(root.dataset.theme) + 1) % themes.length];
+        use(next);
+        kept((storage) => storage.setItem("theme", next));
+        charts.redraw();
+    });
+}
+
 function setUp() {
     const form = find("#stream form");
     form.addEventListener("submit", (event) => event.preventDefault());
@@ -388,14 +407,7 @@ function setUp() {
     });
     find("#pause").addEventListener("click", () => pause(!pausedAt));
     find("#more").addEventListener("click", () => { shownRows += kRows; draw(); });
-    const themes = ["system", "light", "dark"];
-    find("#theme").addEventListener("click", () => {
-        const root = document.documentElement;
-        const next = themes[(themes.indexOf(root.dataset.theme || "system") + 1) % themes.length];
-        root.dataset.theme = next;
-        find("#theme").textContent = `Theme: ${next}`;
-        charts.redraw();
-    });
+    setUpTheme();
     const held = JSON.parse(find("#held").textContent);
     apply({ alerts: [], ...held });
     showMessages();
