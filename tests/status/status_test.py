@@ -110,11 +110,14 @@ with Host(core='<value name="watch_config">on</value>') as host:
     host.soon(lambda s: s["queue"]["capacity"] == 77 and s["config"]["last_error"] == "")
     host.reported("clear", "zvevent.config", PREFIX + host.path)
     assert host.status()["config"]["reloads"] == 1  # completing the file was no change
-    # Another file in its place, as long and as old.
+    # Another file in its place, and one as long and as old in that one's.
     age = os.stat(host.path)
-    with open(host.path) as file, open(host.path + ".new", "w") as new:
-        new.write(file.read().replace(">77<", ">78<"))
-    os.utime(host.path + ".new", ns=(age.st_atime_ns, age.st_mtime_ns))
-    os.replace(host.path + ".new", host.path)
-    host.soon(lambda s: s["queue"]["capacity"] == 78)
+    with open(host.path) as file:
+        complete = file.read()
+    for size in 78, 79:
+        with open(host.path + ".new", "w") as new:
+            new.write(complete.replace(">77<", f">{size}<"))
+        os.utime(host.path + ".new", ns=(age.st_atime_ns, age.st_mtime_ns))
+        os.replace(host.path + ".new", host.path)
+        host.soon(lambda s: s["queue"]["capacity"] == size)
 print("good")
