@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <future>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -44,13 +45,16 @@ TEST(TextArena, UsesEmptyMemoryAgainUntilItGivesItBack) {
     const char* const first = arena.Allocate(5000).get();
     for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(arena.Allocate(5000).get(), first);
-    EXPECT_FALSE(arena.HasSpare());
-    for (std::vector<TextArena::Block> blocks; blocks.size() < 1000;)
-        blocks.push_back(arena.Allocate(5000));
-    EXPECT_TRUE(arena.HasSpare());
+    std::set<const char*> places;  // in five segments, which the second round has again
+    for (int round = 0; round < 2; ++round) {
+        for (std::vector<TextArena::Block> blocks; blocks.size() < 1000;) {
+            blocks.push_back(arena.Allocate(5000));
+            places.insert(blocks.back().get());
+        }
+    }
+    EXPECT_LT(places.size(), 1100U);
     const TextArena::Block last = arena.Allocate(5000);
     arena.Trim();
-    EXPECT_FALSE(arena.HasSpare());
     last[4999] = 'x';
 }
 

@@ -13,7 +13,7 @@
  *   LOW                     which events are debug or info, one bit each; ANY_LOW tries all mixes
  *   FIRST_RING              positions of the ring's first size, 1 or 2
  *   BLOCKS                  an event may find that it needs a block of its own
- *   GIVES_BACK              the ring may be large when the worker goes to sleep
+ *   GIVES_BACK              the ring may be large before the worker goes to sleep
  *   FLUSH_LIMITED           1: the flush has a time-out (the stop tries both anyway)
  *   WORKER_DIES             a callback may end the worker's thread by force
  * Every other name in an #ifdef breaks the hand-over in one place, apart from ASLEEP_STAYS, which
@@ -479,7 +479,7 @@ rest_linger:
 rest_idle:
     atomic {
         if
-        :: idle_told -> goto rest_sleep
+        :: idle_told -> goto before_sleep
         :: else -> idle_told = 1
         fi
     };
@@ -488,6 +488,23 @@ rest_idle:
 #endif
     goto take; /* once the outputs have handed over */
 
+before_sleep:
+#ifdef GIVES_BACK
+give_back:
+    atomic {
+        BOTH_FREE;
+        if
+#ifdef GIVES_BACK_BLINDLY
+        :: true ->
+#else
+        :: DEPTH != 0
+        :: DEPTH == 0 ->
+#endif
+            d_step { ring_size = 0; slots[0] = NO_SLOT; slots[1] = NO_SLOT }
+        :: true /* the ring is not large */
+        fi
+    };
+#endif
 rest_sleep:
 #ifdef DECIDES_WITHOUT_LOCK
     if
@@ -520,23 +537,6 @@ rest_sleep:
     };
 #ifdef BELL_FORGETS
     listening = 1;
-#endif
-#ifdef GIVES_BACK
-    if
-    :: rung = 0 /* by WaitFor, whether or not it rang */
-    :: goto sleep
-    fi;
-give_back:
-    atomic {
-        BOTH_FREE;
-        if
-#ifndef GIVES_BACK_BLINDLY
-        :: !asleep -> goto take
-#endif
-        :: else -> d_step { assert(DEPTH == 0); ring_size = 0; slots[0] = NO_SLOT; slots[1] = NO_SLOT }
-        fi
-    };
-sleep:
 #endif
     atomic {
         rung;

@@ -17,10 +17,6 @@ namespace {
 constexpr std::chrono::microseconds kLinger{50};
 constexpr std::uint32_t kWorthLingering = 4;
 
-// After a deep queue the worker sleeps this long before it gives the memory back: bursts that come
-// more often find it there.
-constexpr std::chrono::seconds kBetweenDeepBursts{2};
-
 // More bytes of texts are copied without the producers' lock.
 constexpr std::size_t kMostCopiedUnderLock = 16 * 1024;
 
@@ -332,7 +328,7 @@ EventQueue::Rested EventQueue::Rest() {
         return Rested::kLookAgain;
     }
     if (!std::exchange(idle_told_, true)) return Rested::kIdle;
-    bool deep = false;
+    GiveMemoryBack();
     {
         // Decided under the producers' lock: an event is queued either before, and seen here, or
         // after, and then rings.
@@ -340,25 +336,18 @@ EventQueue::Rested EventQueue::Rest() {
         if (ring_.Depth() != 0) return Rested::kLookAgain;
         if (stop_requested_) return Rested::kStopped;
         asleep_ = true;
-        deep = ring_.IsLarge() || texts_.HasSpare();
-    }
-    if (deep) {
-        bell_.WaitFor(kBetweenDeepBursts);
-        if (!GiveMemoryBack()) return Rested::kLookAgain;
     }
     bell_.Wait();
     return Rested::kLookAgain;
 }
 
-// What a deep queue took, before the worker sleeps for good. Returns false when the bell was rung
-// meanwhile, or is about to be.
-bool EventQueue::GiveMemoryBack() {
+// What a deep queue took, before the worker sleeps.
+void EventQueue::GiveMemoryBack() {
     EventRing::Memory memory;  // a long way back to the system, without the locks
     const std::scoped_lock lock(producers_mutex_, take_mutex_);
-    if (!asleep_) return false;
+    if (!ring_.IsLarge() || ring_.Depth() != 0) return;
     memory = ring_.TakeMemory();
     texts_.Trim();
-    return true;
 }
 
 }  // namespace zvevent

@@ -121,7 +121,7 @@ private:
     // The worker, without a lock:
     enum class Rested { kLookAgain, kIdle, kStopped };
     Rested Rest();
-    bool GiveMemoryBack();
+    void GiveMemoryBack();
 
     TextArena texts_;  // of events too large for a slot; under producers_mutex_
     EventRing ring_;   // its filling side under producers_mutex_, its taking side under take_mutex_

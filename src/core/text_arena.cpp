@@ -1,6 +1,5 @@
 #include "core/text_arena.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -69,12 +68,6 @@ void TextArena::Trim() noexcept {
         Segment* const segment = spare.exchange(nullptr, std::memory_order_acquire);
         if (segment != nullptr) UnmapMemory(segment, segment->bytes);
     }
-}
-
-bool TextArena::HasSpare() const noexcept {
-    return std::any_of(spare_.begin(), spare_.end(), [](const std::atomic<Segment*>& spare) {
-        return spare.load(std::memory_order_relaxed) != nullptr;
-    });
 }
 
 TextArena::Block TextArena::PlaceIn(Segment& segment, std::size_t bytes) noexcept {

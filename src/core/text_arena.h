@@ -31,11 +31,8 @@ public:
     // Gives back to the system what no block lies in.
     void Trim() noexcept;
 
-    // Any thread.
-    bool HasSpare() const noexcept;
-
 private:
-    static constexpr std::size_t kMostSpare = 8;
+    static constexpr std::size_t kMostSpare = 4;
 
     struct Segment;
 

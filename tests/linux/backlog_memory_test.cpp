@@ -21,7 +21,7 @@ std::size_t ResidentMiB() {
     return pages * 4096 >> 20;
 }
 
-TEST(BacklogMemory, GoesBackOnceTheQueueHasBeenEmptyForAWhile) {
+TEST(BacklogMemory, GoesBackOnceTheQueueIsEmpty) {
     const TempDirectory directory;
     const std::string no_native_log =
         Key("sink", Key("native", Key("default", Value("enabled", "0"))));
